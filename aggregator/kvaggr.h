@@ -1,0 +1,13 @@
+// Umbrella header: every public header of the library and of the host
+// platform it calls.
+#ifndef KVAGGR_KVAGGR_H
+#define KVAGGR_KVAGGR_H
+
+#include "AggregationResult.h"
+#include "AggregationStatistic.h"
+#include "KvAggrCaseValueReader.h"
+#include "KvAssert.h"
+#include "KvaDistFun.h"
+#include "TableEncryptionCodes.h"
+
+#endif
