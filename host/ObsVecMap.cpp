@@ -8,14 +8,14 @@ ObsKeySpec ObsVecMap::MakeKeySpec(const VESK_DataSource& dataSource, int varInde
 {
     const VESK_Variable* v = dataSource.GetVariable(varIndex);
     if (!v) throw std::out_of_range("no variable with index " + std::to_string(varIndex));
-    ObsKeySpec spec;
-    spec.valueType = v->GetType();
-    spec.words = v->GetWords();
-    return spec;
+    ObsKeySpec keySpec;
+    keySpec.valueType = v->GetType();
+    keySpec.words = v->GetWords();
+    return keySpec;
 }
 
-ObsVecMap::ObsVecMap(const ObsKeySpec& spec, int numValues)
-    : _spec(spec), _numValues(numValues), _slots(16, 0)
+ObsVecMap::ObsVecMap(const ObsKeySpec& keySpec, int numValues)
+    : _spec(keySpec), _numValues(numValues), _slots(16, 0)
 {
 }
 

@@ -10,7 +10,7 @@
 #include "OBS.h"
 #include "VESK_DataSource.h"
 
-// What a key is: its value type (0 numeric, n a string of n bytes) and words.
+// The shape of a key: its value type (0 numeric, n a string of n bytes) and words.
 struct ObsKeySpec {
     int valueType = 0;
     int words = 1;
@@ -21,7 +21,7 @@ public:
     // The key specification of a single variable.
     static ObsKeySpec MakeKeySpec(const VESK_DataSource& dataSource, int varIndex);
 
-    ObsVecMap(const ObsKeySpec& spec, int numValues);
+    ObsVecMap(const ObsKeySpec& keySpec, int numValues);
 
     // The doubles of `key`, or null when absent. Numeric keys compare as
     // numbers (0.0 equals -0.0); string keys compare all their bytes.

@@ -6,4 +6,4 @@ cd "$(dirname "$0")/.."
 if [ -x "$build/tools/kvtables/kvtables" ] && [ -f examples/demo.request.json ]; then
   exec "$build/tools/kvtables/kvtables" examples/demo.request.json
 fi
-exec "$build/examples/kvshow" examples/survey.csv examples/survey.dict.json
+exec "$build/examples/kvshow" examples/households.csv examples/households.dict.json
