@@ -18,7 +18,7 @@ struct ObsKeySpec {
 
 class ObsVecMap {
 public:
-    // The key specification of a single variable.
+    // The key shape of a single variable.
     static ObsKeySpec MakeKeySpec(const VESK_DataSource& dataSource, int varIndex);
 
     ObsVecMap(const ObsKeySpec& keySpec, int numValues);
