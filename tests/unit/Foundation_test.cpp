@@ -34,3 +34,16 @@ TEST(KvAssert, MessageCarriesExpressionFileLineAndFunction)
 {
     EXPECT_DEATH(KV_ASSERT(1 + 1 == 3), "assertion \"1 \\+ 1 == 3\" failed: file .*Foundation_test\\.cpp.*line [0-9]+.*TestBody");
 }
+
+TEST(CategoryIndexConstants, RetrievalKeyElementInvariant)
+{
+    // The invariant that every key element handed back for retrieval satisfies.
+    auto ok = [](int cell) {
+        return cell >= kMinCategory || cell == kNoCategory ||
+               (cell >= kLowerSubtotal && cell <= kMaxSubtotal) || cell == kTotalCategory;
+    };
+    for (int bad : {-99, -50, -1, -98, -10002, -20000}) EXPECT_FALSE(ok(bad)) << bad;
+    for (int good : {-100, -101, -10001, -5000, 0, 1, 12345}) EXPECT_TRUE(ok(good)) << good;
+    EXPECT_EQ(kUnlistedCategory, -99);
+    EXPECT_EQ(kTotalCategory, -100);
+}
