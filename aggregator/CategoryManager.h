@@ -74,7 +74,8 @@ private:
     // Any item of type kMissing or kOtherNM: only then does missingness
     // matter when matching values to items.
     bool ListNeedsMissing() const;
-    bool IsMissing(const VESK_Variable* variable, const OBS& value) const;
+    // The variable's missing-value verdict on a value of `valueType`.
+    bool IsMissing(const VESK_Variable* variable, const OBS& value, int valueType) const;
     // The parsed kVariable item of a member variable (asserted present and,
     // when `mustBeEmpty`, still without a category).
     ParsedCategory* VariableItem(int varIndex, bool mustBeEmpty) const;

@@ -261,14 +261,14 @@ bool ParsedCategory::Contains(const OBS& value, int valueType, bool isMissing) c
 {
     switch (_catType) {
     case kValue:
-        return AggregationCategory::OBSCompare(value, valueType, *_catValue, _valType) == 0;
+        return AggregationCategory::OBSCompare(value, valueType, _catValue[0], _valType) == 0;
     case kRange:
-        return AggregationCategory::OBSCompare(*_catValue, _valType, value, valueType) <= 0 &&
-               AggregationCategory::OBSCompare(value, valueType, *_rangeTopValue, _valType) <= 0;
+        return AggregationCategory::OBSCompare(_catValue[0], _valType, value, valueType) <= 0 &&
+               AggregationCategory::OBSCompare(value, valueType, _rangeTopValue[0], _valType) <= 0;
     case kLoRange:
-        return AggregationCategory::OBSCompare(value, valueType, *_catValue, _valType) <= 0;
+        return AggregationCategory::OBSCompare(value, valueType, _catValue[0], _valType) <= 0;
     case kHiRange:
-        return AggregationCategory::OBSCompare(value, valueType, *_catValue, _valType) >= 0;
+        return AggregationCategory::OBSCompare(value, valueType, _catValue[0], _valType) >= 0;
     case kLoHiRange:
         return true;
     case kMissing:
@@ -291,11 +291,11 @@ bool ParsedCategory::Contains(const OBS& value, bool isMissing) const
         if (_valType == 0) return value.num == _catValue[0].num;
         return std::memcmp(&value, _catValue.get(), static_cast<size_t>(_valType)) == 0;
     case kRange:
-        return ObsLexCompare(*_catValue, value, _valType) <= 0 && ObsLexCompare(value, *_rangeTopValue, _valType) <= 0;
+        return ObsLexCompare(_catValue[0], value, _valType) <= 0 && ObsLexCompare(value, _rangeTopValue[0], _valType) <= 0;
     case kLoRange:
-        return ObsLexCompare(value, *_catValue, _valType) <= 0;
+        return ObsLexCompare(value, _catValue[0], _valType) <= 0;
     case kHiRange:
-        return ObsLexCompare(value, *_catValue, _valType) >= 0;
+        return ObsLexCompare(value, _catValue[0], _valType) >= 0;
     default:
         // The value-free types answer the same whatever the value's width.
         return Contains(value, _valType, isMissing);
