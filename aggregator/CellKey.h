@@ -3,6 +3,7 @@
 #ifndef KVAGGR_CELLKEY_H
 #define KVAGGR_CELLKEY_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "KvAssert.h"
@@ -53,7 +54,7 @@ public:
         return ar[i];
     }
 
-    int length() const { return arLength; }
+    std::size_t length() const { return static_cast<std::size_t>(arLength); }
     int GetHashCode() const { return hashCode; }
     void UpdateHashCode() { hashCode = cellKeyHash(); }
 

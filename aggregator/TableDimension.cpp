@@ -3,7 +3,12 @@
 #include <cstring>
 
 #include "AggregationCategory.h"
+#include "AggregationStatistic.h"
+#include "CellKey.h"
+#include "CubeAggregator.h"
+#include "CubeMetadata.h"
 #include "ParsedCategory.h"
+#include "TableMetadata.h"
 
 TableDimension::TableDimension(int numCatCells, DimensionType type)
     : _dimensionType(type),
@@ -53,6 +58,7 @@ TableDimension::TableDimension(int numCatCells, DimensionType type, const Aggreg
 TableDimension::~TableDimension()
 {
     for (AggregationCategory* category : _categories) delete category;
+    delete _sortAggregator;
 }
 
 AggregationCategory* TableDimension::GetTotalCategoryPtr() const
@@ -134,8 +140,7 @@ void TableDimension::ResetDimensionBase()
     for (AggregationCategory* category : _categories) delete category;
     _categories.clear();
     _categoriesBuilt = false;
-    // The sort aggregator's reset (CubeAggregator::ResetAggregator) joins
-    // here together with the cube engine that defines it.
+    if (_sortAggregator) _sortAggregator->ResetAggregator();
 }
 
 bool TableDimension::operator==(const TableDimension& other) const
@@ -152,4 +157,56 @@ void TableDimension::CountCategories()
     _numZeroFlagCategories = 0;
     for (const AggregationCategory* category : _categories)
         if (category->GetCatEncoding() == 0) ++_numZeroFlagCategories;
+}
+
+// ---- sorting by a statistic ----------------------------------------------------------
+//
+// The dimension keeps a private one- or two-dimension aggregator that the
+// table metadata feeds with every accepted case, like a cube of the table;
+// after the data its cells give one value per category to sort by.
+
+void TableDimension::SetSortByScaleStats(TableMetadata& metadata, const AggregationStatistic& statistic)
+{
+    _sortSummaryStatistic = statistic.GetSummaryStatistic();
+    CubeMetadata cube;
+    cube.AddDimension(this, TableEncryptionCodes::kRow);
+    delete _sortAggregator;
+    _sortAggregator = new CubeAggregator(metadata, cube);
+    KV_ASSERT(_sortAggregator);
+    std::vector<AggregationStatistic> stats{statistic};
+    _sortAggregator->SetCellStatistics(stats, nullptr);
+    metadata.AddSortAggregator(_sortAggregator);
+}
+
+void TableDimension::SetSortByDimensionStats(TableMetadata& metadata, TableDimension* other,
+                                             const AggregationStatistic& statistic)
+{
+    _sortSummaryStatistic = statistic.GetSummaryStatistic();
+    CubeMetadata cube;
+    cube.AddDimension(this, TableEncryptionCodes::kRow);
+    if (other && other != this) cube.AddDimension(other, TableEncryptionCodes::kRow);
+    delete _sortAggregator;
+    _sortAggregator = new CubeAggregator(metadata, cube);
+    KV_ASSERT(_sortAggregator);
+    TableDimension* statsDimension = other ? other : this;
+    if (statsDimension->GetDimensionType() == kMCSet || statsDimension->GetDimensionType() == kMDSet)
+        statsDimension->SetComputingCounts();
+    std::vector<AggregationStatistic> stats{statistic};
+    _sortAggregator->SetCellStatistics(stats, statsDimension);
+    metadata.AddSortAggregator(_sortAggregator);
+}
+
+void TableDimension::GetSortValues(std::vector<double>& values) const
+{
+    const int nDim = _sortAggregator->GetMetadata().NumberOfDimensions();
+    KV_ASSERT(nDim == 1 || nDim == 2);
+    // One value per category the manager sorts: the total stays out (it keeps
+    // its place). A second dimension is read at its total.
+    CellKey key(nDim);
+    for (const AggregationCategory* category : _categories) {
+        if (category->GetCatType() == AggregationCategory::kTotal) continue;
+        key[0] = category->GetCatEncoding();
+        if (nDim == 2) key[1] = TableEncryptionCodes::kTotalCategory;
+        values.push_back(_sortAggregator->GetSortValue(key));
+    }
 }
