@@ -40,10 +40,10 @@ void CategoryTestDimension::SetIterator(VESK_InputCaseIterator& iterator)
         if (type > width) width = type;
     }
     _valueType = width;
-    ObsKeySpec spec;
-    spec.valueType = width;
-    spec.words = ObsWords(width);
-    _map.reset(new ObsVecMap(spec, 2));
+    ObsKeySpec keyShape;
+    keyShape.valueType = width;
+    keyShape.words = ObsWords(width);
+    _map.reset(new ObsVecMap(keyShape, 2));
 }
 
 int CategoryTestDimension::AddValue(const OBS* value)
