@@ -68,21 +68,6 @@ TEST(AggregationCategory, BlanksIsOneWordOfEightBlanks)
     EXPECT_EQ(AggregationCategory::OBSSize, 8);
 }
 
-TEST(AggregationCategory, DefaultIsANumericPlaceholder)
-{
-    AggregationCategory c;
-    EXPECT_EQ(c.GetCatType(), AggregationCategory::kDummy);
-    EXPECT_EQ(c.GetValueType(), 0);
-    EXPECT_EQ(c.GetCatEncoding(), 0);
-    EXPECT_EQ(c.GetVarIndex(), 0);
-    EXPECT_EQ(c.GetCatLabel(), "");
-    EXPECT_FALSE(c.IsEmpty());
-    EXPECT_FALSE(c.GetIsLabelDefault());
-    EXPECT_FALSE(c.GetUseLabelForVar());
-    c.SetUseLabelForVar();
-    EXPECT_TRUE(c.GetUseLabelForVar());
-}
-
 TEST(AggregationCategory, EncodingFromADoubleRoundsHalfAwayFromZero)
 {
     AggregationCategory c(AggregationCategory::kValue);

@@ -82,37 +82,6 @@ TEST(ParsedCategoryContains, StringsOfOtherWidthsAndNumbers)
     EXPECT_TRUE(lo.Contains(Num(1e300), 0, false));
 }
 
-TEST(ParsedCategory, ConstructorsSetTheirDefaults)
-{
-    ParsedCategory plain(ParsedCategory::kVariable);
-    EXPECT_EQ(plain.GetValueType(), -1);
-    EXPECT_EQ(plain.GetVarIndex(), -1);
-    EXPECT_EQ(plain.GetSubtotalEncoding(), 0);
-    EXPECT_TRUE(plain.GetIsLabelDefault());
-    EXPECT_EQ(plain.GetCatValue(), nullptr);
-    plain.SetVarIndex(7);
-    EXPECT_EQ(plain.GetVarIndex(), 7);
-
-    ParsedCategory hidden("Hidden", false, -105, false);
-    EXPECT_EQ(hidden.GetCatType(), ParsedCategory::kHSubtotal);
-    EXPECT_EQ(hidden.GetSubtotalEncoding(), -105);
-    EXPECT_FALSE(hidden.GetIsLabelDefault());
-    hidden.SetSubtotalLabel("Again", true);
-    EXPECT_EQ(hidden.GetSubtotalLabel(), "Again");
-    EXPECT_TRUE(hidden.GetIsLabelDefault());
-
-    VESK_Format f;
-    ParsedCategory pc("total2", {"a", "b"}, true, {TableEncryptionCodes::kCount},
-                      {TableEncryptionCodes::kDisplayCount}, {&f}, ParsedCategory::kPCompute, 3);
-    EXPECT_EQ(pc.GetCatType(), ParsedCategory::kPCompute);
-    EXPECT_EQ(pc.GetPComputeName(), "total2");
-    EXPECT_EQ(pc.GetPComputeLabelParts().size(), 2u);
-    EXPECT_TRUE(pc.GetPComputeFlag());
-    EXPECT_EQ(pc.GetVarIndex(), 3);
-    EXPECT_TRUE(pc.GetIsLabelDefault());
-    EXPECT_EQ(pc.GetPComputeDecimals()[0], &f);
-}
-
 TEST(ParsedCategory, SettersFillTheValueBuffers)
 {
     ParsedCategory item(ParsedCategory::kRange);

@@ -54,30 +54,6 @@ TEST(TableDimensionCellsDeathTest, CellListBoundsAreFatal)
     EXPECT_DEATH(dim.GetSyntaxVariable(), kvtest::AssertRegex("_syntaxVariable"));
 }
 
-TEST(TableDimension, DefaultsWithoutADescription)
-{
-    CategoryTestDimension dim({2});
-    EXPECT_EQ(dim.GetValueType(), -1);
-    EXPECT_FALSE(dim.HasSyntaxVariable());
-    EXPECT_TRUE(dim.GetIsEmptyInclude());
-    EXPECT_FALSE(dim.GetIncludeMissing());
-    EXPECT_TRUE(dim.GetIsOrderA());
-    EXPECT_FALSE(dim.GetHasTotal());
-    EXPECT_FALSE(dim.GetComputingTotal());
-    EXPECT_FALSE(dim.GetHasExplicitList());
-    EXPECT_EQ(dim.GetSortAggregator(), nullptr);
-    dim.SetComputingTotal();
-    EXPECT_TRUE(dim.GetComputingTotal());
-    EXPECT_FALSE(dim.GetHasTotal());
-    dim.SetTotal(false);
-    EXPECT_TRUE(dim.GetHasTotal());
-    EXPECT_FALSE(dim.GetIsTotalPositionAfter());
-    std::string label = "All";
-    dim.SetTotalLabel(label, false);
-    EXPECT_EQ(dim.GetTotalLabel(), "All");
-    EXPECT_FALSE(dim.GetIsTotalLabelDefault());
-}
-
 TEST(TableDimension, DescriptionSettingsAreCopied)
 {
     AggregationVariable var(0, "x");
