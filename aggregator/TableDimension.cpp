@@ -1,0 +1,155 @@
+#include "TableDimension.h"
+
+#include <cstring>
+
+#include "AggregationCategory.h"
+#include "ParsedCategory.h"
+
+TableDimension::TableDimension(int numCatCells, DimensionType type)
+    : _dimensionType(type),
+      _numCatCells(numCatCells),
+      _catCells(static_cast<size_t>(numCatCells), 0),
+      _lastCatCell(0),
+      _caseResponseCount(0),
+      _computingCounts(false),
+      _countDuplicates(false),
+      _iterator(nullptr),
+      _valueType(-1),
+      _caseValid(false),
+      _syntaxVariable(nullptr),
+      _isEmptyInclude(true),
+      _includeMissing(false),
+      _isOrderA(true),
+      _hasTotal(false),
+      _computingTotal(false),
+      _isTotalPositionAfter(true),
+      _totalLabel("Total"),
+      _isTotalLabelDefault(true),
+      _hasExplicitList(false),
+      _otherCategory(nullptr),
+      _categoriesBuilt(false),
+      _numCategories(0),
+      _numZeroFlagCategories(0),
+      _sortAggregator(nullptr),
+      _sortSummaryStatistic(0)
+{
+}
+
+TableDimension::TableDimension(int numCatCells, DimensionType type, const AggregationVariable& var)
+    : TableDimension(numCatCells, type)
+{
+    _syntaxVariable = &var;
+    _isEmptyInclude = var.GetIsEmptyInclude();
+    _includeMissing = !var.GetIsMissingExclude();
+    _isOrderA = var.GetIsOrderA();
+    _hasTotal = !var.GetIsTotalNo();
+    _computingTotal = !var.GetIsTotalNo();
+    _isTotalPositionAfter = var.GetIsTotalPositionAfter();
+    _totalLabel = var.GetTotalLabel();
+    _isTotalLabelDefault = var.GetIsTotalLabelDefault();
+    SetParsedCategories(var.GetParsedCategories());
+}
+
+TableDimension::~TableDimension()
+{
+    for (AggregationCategory* category : _categories) delete category;
+}
+
+AggregationCategory* TableDimension::GetTotalCategoryPtr() const
+{
+    AggregationCategory* total = new AggregationCategory(AggregationCategory::kTotal, 0);
+    total->SetCatValue(0.0);
+    total->SetCatEncoding(static_cast<int>(TableEncryptionCodes::kTotalCategory));
+    total->SetVarIndex(VariableIndex().front());
+    total->SetCatLabel(_totalLabel, _isTotalLabelDefault);
+    return total;
+}
+
+AggregationCategory* TableDimension::GetDummyCategoryPtr() const
+{
+    AggregationCategory* dummy = new AggregationCategory();
+    dummy->SetVarIndex(VariableIndex().front());
+    dummy->SetCatLabel("None valid", true);
+    return dummy;
+}
+
+void TableDimension::SetParsedCategories(const std::vector<ParsedCategory*>& categories)
+{
+    if (categories.empty()) return;
+    // From now on membership in the list decides, not the missing-value
+    // setting or the requested order.
+    _hasExplicitList = true;
+    _includeMissing = true;
+    _isOrderA = true;
+    _otherCategory = nullptr;
+    _parsedCategories.clear();
+    for (ParsedCategory* item : categories) {
+        ParsedCategory::ParsedCatType type = item->GetCatType();
+        if (type == ParsedCategory::kOtherNM) {
+            _otherCategory = item;
+        } else if (type == ParsedCategory::kSubtotal || type == ParsedCategory::kHSubtotal) {
+            // Only a multiple-dichotomy set builds its subtotals from the list
+            // itself; the others learn them from the items' encodings.
+            if (_dimensionType == kMDSet) _parsedCategories.push_back(item);
+        } else {
+            _parsedCategories.push_back(item);
+        }
+    }
+}
+
+ParsedCategory* TableDimension::ExplicitListContains(const OBS& value, bool isMissing, int valueType) const
+{
+    for (auto it = _parsedCategories.rbegin(); it != _parsedCategories.rend(); ++it) {
+        bool contains = valueType < 0 ? (*it)->Contains(value, isMissing) : (*it)->Contains(value, valueType, isMissing);
+        if (contains) return *it;
+    }
+    // Missing values never fall into the other category.
+    return isMissing ? nullptr : _otherCategory;
+}
+
+int TableDimension::GetCategoryEncoding(const OBS* value, int valueType) const
+{
+    KV_ASSERT(valueType >= 0);
+    if (valueType == 0) {
+        if (_valueType != 0) return TableEncryptionCodes::kNoCategory;
+        return GetCategoryEncoding(value);
+    }
+    if (_valueType < 1) return TableEncryptionCodes::kNoCategory;
+    int valueWords = ObsWords(valueType);
+    int dimWords = ObsWords(_valueType);
+    if (valueWords == dimWords) return GetCategoryEncoding(value);
+    if (valueWords < dimWords) {
+        std::vector<OBS> padded(static_cast<size_t>(dimWords), *AggregationCategory::Blanks());
+        std::memcpy(padded.data(), value, static_cast<size_t>(valueWords) * sizeof(OBS));
+        return GetCategoryEncoding(padded.data());
+    }
+    const OBS* blanks = AggregationCategory::Blanks();
+    for (int i = dimWords; i < valueWords; ++i)
+        if (std::memcmp(&value[i], blanks, sizeof(OBS)) != 0) return TableEncryptionCodes::kNoCategory;
+    return GetCategoryEncoding(value);
+}
+
+void TableDimension::ResetDimensionBase()
+{
+    for (AggregationCategory* category : _categories) delete category;
+    _categories.clear();
+    _categoriesBuilt = false;
+    // The sort aggregator's reset (CubeAggregator::ResetAggregator) joins
+    // here together with the cube engine that defines it.
+}
+
+bool TableDimension::operator==(const TableDimension& other) const
+{
+    if (this == &other) return true;
+    if (_dimensionType != other._dimensionType) return false;
+    if (_syntaxVariable || other._syntaxVariable) return _syntaxVariable == other._syntaxVariable;
+    return VariableIndex() == other.VariableIndex();
+}
+
+void TableDimension::CountCategories()
+{
+    _numCategories = static_cast<int>(_categories.size());
+    _numZeroFlagCategories = 0;
+    for (const AggregationCategory* category : _categories)
+        if (category->GetCatEncoding() == 0) ++_numZeroFlagCategories;
+}
