@@ -271,14 +271,14 @@ TEST(KvtablesRequest, DefaultsAreResolved)
     EXPECT_EQ(r.weightIndex, -1);
     ASSERT_EQ(r.tables.size(), 4u);
 
-    const TableSpec& t0 = r.tables[0];
+    const TableRequest& t0 = r.tables[0];
     EXPECT_EQ(t0.title, "Table 1");
     EXPECT_EQ(t0.statisticsVariable, "region");  // innermost row
     ASSERT_EQ(t0.statistics.size(), 1u);
     EXPECT_EQ(t0.statistics[0].name, "Count");
     EXPECT_EQ(t0.rows[0].varIndex, 0);
     EXPECT_EQ(t0.columns[0].varIndex, 1);
-    const CategorySpec& c = t0.CategoriesOf("region");
+    const CategoryOptions& c = t0.CategoriesOf("region");
     EXPECT_TRUE(c.items.empty());
     EXPECT_TRUE(c.ascending);
     EXPECT_EQ(c.sortBy, SortBy::Value);
@@ -336,7 +336,7 @@ TEST(KvtablesRequest, EverythingWrittenIsKept)
     EXPECT_EQ(r.sets[1].labelSource, LabelSource::CountedValueLabel);
     EXPECT_EQ(r.sets[1].countedValue.number, 2.0);
 
-    const TableSpec& t = r.tables[0];
+    const TableRequest& t = r.tables[0];
     EXPECT_EQ(t.statisticsVariable, "gender");
     ASSERT_EQ(t.statistics.size(), 5u);
     EXPECT_EQ(t.statistics[0].name, "UCount");  // named although given by code
@@ -348,7 +348,7 @@ TEST(KvtablesRequest, EverythingWrittenIsKept)
     EXPECT_EQ(t.statistics[4].level, 80.0);
     ASSERT_EQ(t.totalStatistics.size(), 1u);
 
-    const CategorySpec& region = t.CategoriesOf("region");
+    const CategoryOptions& region = t.CategoriesOf("region");
     ASSERT_EQ(region.items.size(), 10u);
     EXPECT_EQ(region.items[2].kind, ItemKind::Range);
     EXPECT_EQ(region.items[2].value.number, 3.0);
@@ -372,7 +372,7 @@ TEST(KvtablesRequest, EverythingWrittenIsKept)
     EXPECT_FALSE(region.missingExclude);
 
     // A dichotomy set's names become its member variables.
-    const CategorySpec& media = t.CategoriesOf("media");
+    const CategoryOptions& media = t.CategoriesOf("media");
     EXPECT_EQ(media.items[0].kind, ItemKind::Variable);
     EXPECT_EQ(media.items[0].varIndex, 9);
     EXPECT_EQ(media.items[1].varIndex, 8);

@@ -15,15 +15,15 @@ std::string Literal::Describe() const
     return std::string(buf, res.ptr);
 }
 
-const CategorySpec& TableSpec::CategoriesOf(const std::string& name) const
+const CategoryOptions& TableRequest::CategoriesOf(const std::string& name) const
 {
-    static const CategorySpec defaults;
-    for (const auto& [key, spec] : categories)
-        if (key == name) return spec;
+    static const CategoryOptions defaults;
+    for (const auto& [key, options] : categories)
+        if (key == name) return options;
     return defaults;
 }
 
-std::vector<const AxisEntry*> TableSpec::AllEntries() const
+std::vector<const AxisEntry*> TableRequest::AllEntries() const
 {
     std::vector<const AxisEntry*> all;
     for (const auto* axis : {&rows, &columns, &layers})

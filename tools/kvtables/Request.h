@@ -51,7 +51,7 @@ struct SetDef {
 
 // One requested statistic with its parameters. Only the parameters that the
 // statistic takes are set; validation guarantees the required ones are.
-struct StatisticSpec {
+struct StatisticRequest {
     std::string path;
     int code = 0;
     std::string name;  // the code's name, also when the request gave the number
@@ -81,7 +81,7 @@ enum class SortBy { Value, Label, None, Statistic };
 // The category options of one variable or set on one table. The defaults are
 // those of a variable description: empty categories included, user-missing
 // values excluded, ascending by value, no total, total after, label "Total".
-struct CategorySpec {
+struct CategoryOptions {
     std::string path;
     std::vector<CategoryItem> items;  // empty: every value, as the data has them
     bool ascending = true;
@@ -104,21 +104,21 @@ struct AxisEntry {
     bool IsSet() const { return setIndex >= 0; }
 };
 
-struct TableSpec {
+struct TableRequest {
     std::string path;
     std::string title;
     std::vector<AxisEntry> rows, columns, layers;  // outermost first
     std::string statisticsVariable;                // resolved to the default when not given
-    std::vector<StatisticSpec> statistics;         // default: Count, or Mean with a summary
-    std::vector<StatisticSpec> totalStatistics;    // empty: the statistics
+    std::vector<StatisticRequest> statistics;         // default: Count, or Mean with a summary
+    std::vector<StatisticRequest> totalStatistics;    // empty: the statistics
     std::string summary;                           // empty: categorical statistics only
     int summaryIndex = -1;
     // Category options by axis name, in the request's order; names not listed
     // take the defaults.
-    std::vector<std::pair<std::string, CategorySpec>> categories;
+    std::vector<std::pair<std::string, CategoryOptions>> categories;
 
     // The options of an axis name (the defaults when the request has none).
-    const CategorySpec& CategoriesOf(const std::string& name) const;
+    const CategoryOptions& CategoriesOf(const std::string& name) const;
     // Every axis entry: rows, then columns, then layers.
     std::vector<const AxisEntry*> AllEntries() const;
 };
@@ -135,7 +135,7 @@ struct Request {
     MissingMode missing = MissingMode::Pairwise;
     TableEncryptionCodes::CLabelOption labelOption = TableEncryptionCodes::kDefault;
     std::vector<SetDef> sets;
-    std::vector<TableSpec> tables;
+    std::vector<TableRequest> tables;
 
     // Index into `sets` of the named set, or -1.
     int FindSet(const std::string& name) const;

@@ -138,10 +138,10 @@ private:
     }
 
     SetDef ParseSet(const json& j, const std::string& path) const;
-    TableSpec ParseTable(const json& j, const std::string& path, size_t index) const;
-    StatisticSpec ParseStatistic(const json& j, const std::string& path) const;
-    std::vector<StatisticSpec> ParseStatistics(const json& j, const std::string& path) const;
-    CategorySpec ParseCategories(const json& j, const std::string& path) const;
+    TableRequest ParseTable(const json& j, const std::string& path, size_t index) const;
+    StatisticRequest ParseStatistic(const json& j, const std::string& path) const;
+    std::vector<StatisticRequest> ParseStatistics(const json& j, const std::string& path) const;
+    CategoryOptions ParseCategories(const json& j, const std::string& path) const;
     CategoryItem ParseItem(const json& j, const std::string& path) const;
 
     std::string _file;
@@ -244,11 +244,11 @@ SetDef Parser::ParseSet(const json& j, const std::string& path) const
     return set;
 }
 
-TableSpec Parser::ParseTable(const json& j, const std::string& path, size_t index) const
+TableRequest Parser::ParseTable(const json& j, const std::string& path, size_t index) const
 {
     CheckKeys(j, path, {"title", "rows", "columns", "layers", "statisticsVariable", "statistics", "summary",
                         "totalStatistics", "categories"});
-    TableSpec t;
+    TableRequest t;
     t.path = path;
     t.title = "Table " + std::to_string(index + 1);
     if (const json* title = Find(j, "title")) t.title = String(*title, Child(path, "title"));
@@ -269,7 +269,7 @@ TableSpec Parser::ParseTable(const json& j, const std::string& path, size_t inde
     if (const json* s = Find(j, "statistics")) {
         t.statistics = ParseStatistics(*s, Child(path, "statistics"));
     } else {
-        StatisticSpec def;
+        StatisticRequest def;
         def.path = path;
         def.code = t.summary.empty() ? TableEncryptionCodes::kCount : TableEncryptionCodes::kMean;
         def.name = AggregationStatistic::GetStatisticName(def.code);
@@ -285,18 +285,18 @@ TableSpec Parser::ParseTable(const json& j, const std::string& path, size_t inde
     return t;
 }
 
-std::vector<StatisticSpec> Parser::ParseStatistics(const json& j, const std::string& path) const
+std::vector<StatisticRequest> Parser::ParseStatistics(const json& j, const std::string& path) const
 {
     Expect(j.is_array(), j, path, "an array of statistics");
     if (j.empty()) Fail(path, "must list at least one statistic");
-    std::vector<StatisticSpec> out;
+    std::vector<StatisticRequest> out;
     for (size_t i = 0; i < j.size(); ++i) out.push_back(ParseStatistic(j[i], Child(path, i)));
     return out;
 }
 
-StatisticSpec Parser::ParseStatistic(const json& j, const std::string& path) const
+StatisticRequest Parser::ParseStatistic(const json& j, const std::string& path) const
 {
-    StatisticSpec s;
+    StatisticRequest s;
     s.path = path;
     const json* nameNode = &j;
     std::string namePath = path;
@@ -352,10 +352,10 @@ StatisticSpec Parser::ParseStatistic(const json& j, const std::string& path) con
     return s;
 }
 
-CategorySpec Parser::ParseCategories(const json& j, const std::string& path) const
+CategoryOptions Parser::ParseCategories(const json& j, const std::string& path) const
 {
     CheckKeys(j, path, {"items", "order", "sortBy", "total", "totalLabel", "totalPosition", "empty", "missing"});
-    CategorySpec c;
+    CategoryOptions c;
     c.path = path;
     if (const json* items = Find(j, "items")) {
         const std::string ipath = Child(path, "items");
@@ -367,7 +367,7 @@ CategorySpec Parser::ParseCategories(const json& j, const std::string& path) con
         const std::string spath = Child(path, "sortBy");
         if (s->is_object()) {
             CheckKeys(*s, spath, {"statistic"});
-            StatisticSpec stat = ParseStatistic(Require(*s, spath, "statistic"), Child(spath, "statistic"));
+            StatisticRequest stat = ParseStatistic(Require(*s, spath, "statistic"), Child(spath, "statistic"));
             c.sortBy = SortBy::Statistic;
             c.sortStatistic = stat.code;
         } else {

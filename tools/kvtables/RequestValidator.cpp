@@ -124,7 +124,7 @@ private:
         return _dict.GetVariable(e.varIndex)->GetType();
     }
 
-    void ValidateTable(TableSpec& t)
+    void ValidateTable(TableRequest& t)
     {
         std::set<std::string> used;
         bool hasSet = false;
@@ -156,18 +156,18 @@ private:
         for (auto* list : {&t.statistics, &t.totalStatistics})
             for (const auto& s : *list) ValidateStatistic(t, s, hasSet);
 
-        for (auto& [name, spec] : t.categories) {
+        for (auto& [name, options] : t.categories) {
             const AxisEntry* entry = nullptr;
             for (const AxisEntry* e : t.AllEntries())
                 if (e->name == name) entry = e;
-            if (!entry) Fail(spec.path, Quote(name) + " is not on this table's rows, columns or layers");
-            ValidateCategories(*entry, spec);
+            if (!entry) Fail(options.path, Quote(name) + " is not on this table's rows, columns or layers");
+            ValidateCategories(*entry, options);
         }
     }
 
     // The first multiple-response set among the table's variables, else the
     // innermost row variable, else the innermost column variable.
-    std::string DefaultStatisticsVariable(const TableSpec& t) const
+    std::string DefaultStatisticsVariable(const TableRequest& t) const
     {
         for (const AxisEntry* e : t.AllEntries())
             if (e->IsSet()) return e->name;
@@ -175,7 +175,7 @@ private:
         return t.columns.back().name;
     }
 
-    void ValidateStatistic(const TableSpec& t, const StatisticSpec& s, bool hasSet) const
+    void ValidateStatistic(const TableRequest& t, const StatisticRequest& s, bool hasSet) const
     {
         if (stats::NeedsSummary(s.code) && t.summary.empty())
             Fail(s.path, "statistic " + Quote(s.name) + " needs a \"summary\" variable on the table");
@@ -193,12 +193,12 @@ private:
                            std::to_string(valueType) + ")");
     }
 
-    void ValidateCategories(const AxisEntry& e, CategorySpec& spec) const
+    void ValidateCategories(const AxisEntry& e, CategoryOptions& options) const
     {
         const bool dichotomies = IsDichotomySet(e);
         const int valueType = ValueTypeOf(e);
         bool coversSomething = false;  // a category item since the last subtotal
-        for (auto& item : spec.items) {
+        for (auto& item : options.items) {
             if (item.kind == ItemKind::Subtotal || item.kind == ItemKind::HiddenSubtotal) {
                 // A subtotal adds up the items written since the previous one.
                 if (!coversSomething) Fail(item.path, "subtotal " + Quote(item.label) + " covers no categories");

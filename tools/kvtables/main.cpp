@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include "DataAccess.h"
+#include "Output.h"
 #include "RequestParser.h"
 #include "RequestValidator.h"
 #include "UserError.h"
@@ -42,9 +43,11 @@ int Run(int argc, char** argv)
         kvtables::Request request = kvtables::LoadRequest(requestPath);
         std::unique_ptr<VESK_DataSource> dictionary = kvtables::LoadDataDictionary(request);
         kvtables::ValidateRequest(request, *dictionary);
-        // The engine binding (TableRunner: a validated request and a case
-        // iterator in, a ResultSet out) comes next; until then a valid request
-        // stops here.
+        // The engine binding (TableRunner.h: a validated request and a case
+        // iterator in, a ResultSet out) comes next; with it the tail is
+        //   WriteOutput(Render(RunTables(request, cases, &progress), format,
+        //                      TerminalWidth(STDOUT_FILENO)), output);
+        // Until then a valid request stops here.
         std::cerr << "kvtables: " << requestPath
                   << ": the request is valid, but computing tables is not available yet (no engine binding)\n";
         return kNotAvailableStatus;
