@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 
 #include "HostError.h"
 
@@ -87,12 +88,19 @@ bool ParseCsvNumber(std::string_view text, double& value)
 }
 
 CsvRecordReader::CsvRecordReader(std::string path, const CsvOptions& options)
-    : _path(std::move(path)), _delimiter(options.delimiter), _buffer(size_t{1} << 20)
+    : _path(std::move(path)), _delimiter(options.delimiter)
 {
     if (_delimiter == '"' || _delimiter == '\n' || _delimiter == '\r' || _delimiter == '\0')
         throw HostError(_path + ": the delimiter cannot be a quote, a line break or NUL");
     _file = std::fopen(_path.c_str(), "rb");
     if (!_file) throw HostError(_path + ": cannot open the file: " + std::strerror(errno));
+    // 1 MiB reads for large files; a small file gets a buffer its size, so that
+    // opening many small files costs no more than they hold.
+    size_t size = size_t{1} << 20;
+    std::error_code ec;
+    auto fileSize = std::filesystem::file_size(_path, ec);
+    if (!ec && fileSize < size) size = std::max<size_t>(4096, static_cast<size_t>(fileSize) + 1);
+    _buffer.resize(size);
 }
 
 CsvRecordReader::~CsvRecordReader()
