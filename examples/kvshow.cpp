@@ -156,17 +156,15 @@ long long PrintCases(CsvCaseIterator& data, long long maxCases)
         widths.push_back(w);
     }
     std::cout << "\nCases (first " << rows.size() << " of " << cases << "; * user-missing, . system-missing)\n";
-    for (int i = 0; i < n; ++i)
-        std::cout << (i ? "  " : "  ")
-                  << Pad(Clip(source.GetVariable(i)->GetName(), maxWidth), widths[static_cast<size_t>(i)],
-                         !source.GetVariable(i)->IsString());
-    std::cout << "\n";
-    for (const auto& row : rows) {
+    auto printLine = [&](auto cell) {
+        std::string line;
         for (int i = 0; i < n; ++i)
-            std::cout << "  " << Pad(row[static_cast<size_t>(i)], widths[static_cast<size_t>(i)],
-                                     !source.GetVariable(i)->IsString());
-        std::cout << "\n";
-    }
+            line += "  " + Pad(cell(i), widths[static_cast<size_t>(i)], !source.GetVariable(i)->IsString());
+        line.erase(line.find_last_not_of(' ') + 1);
+        std::cout << line << "\n";
+    };
+    printLine([&](int i) { return Clip(source.GetVariable(i)->GetName(), maxWidth); });
+    for (const auto& row : rows) printLine([&](int i) { return row[static_cast<size_t>(i)]; });
     return cases;
 }
 

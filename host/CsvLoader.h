@@ -20,7 +20,6 @@
 #ifndef KVHOST_CSVLOADER_H
 #define KVHOST_CSVLOADER_H
 
-#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <exception>
