@@ -15,7 +15,7 @@ class ObsVecMap;
 class TableCVariable : public TableDimension {
 public:
     // A case yields at most its category, the total and one subtotal.
-    static const int MAX_CATCELLS_SIZE = 3;
+    static constexpr int MAX_CATCELLS_SIZE = 3;
 
     explicit TableCVariable(const AggregationVariable& var);
     // Without a description: no explicit list, the base's defaults.
