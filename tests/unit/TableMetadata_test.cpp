@@ -3,12 +3,30 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <cstdlib>
+#include <new>
 
 #include "InMemoryDataset.h"
 #include "TestSupport.h"
 #include "kvaggr.h"
 
 using namespace TableEncryptionCodes;
+
+// The replacement pair below is malloc/free on both sides; the compiler only
+// sees the library's new expressions meet free().
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+
+// Counts every allocation of this test program, so that a test can check
+// that the per-case path allocates nothing once its values have been seen.
+static long gAllocations = 0;
+void* operator new(std::size_t size)
+{
+    ++gAllocations;
+    if (void* p = std::malloc(size ? size : 1)) return p;
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -223,4 +241,35 @@ TEST(TableMetadataDeathTest, ReaderPositionOutOfRange)
     const char* text = "pos >=0 && pos < (int) _caseValues.size()";
     EXPECT_DEATH(md.GetCaseReaderVarIndex(-1), kvtest::AssertRegex(text));
     EXPECT_DEATH(md.GetCaseReaderVarIndex(2), kvtest::AssertRegex(text));
+}
+
+TEST(TableMetadata, EncodingSeenValuesAllocatesNothing)
+{
+    // Three dimensions of every kind over values met in the first pass.
+    InMemoryDataset ds;
+    std::vector<int> v;
+    for (const char* name : {"c", "m1", "m2", "m3", "d1", "d2"}) v.push_back(ds.AddNumeric(name));
+    const double rows[][6] = {{1, 4, 4, 7, 1, 0}, {2, 7, 5, kSysmis, 1, 1}, {1, 5, 4, 4, 0, 0}};
+    for (const auto& r : rows) {
+        int row = ds.AppendCase();
+        for (int i = 0; i < 6; ++i) ds.SetNumeric(row, v[static_cast<size_t>(i)], r[i]);
+    }
+    DatasetIterator it(ds);
+    TableMetadata md(it, true, -1);
+    AggregationVariable c(v[0], "c");
+    AggregationMCSet mc({v[1], v[2], v[3]}, "$m");
+    OBS one;
+    one.num = 1.0;
+    AggregationMDSet mdSet({v[4], v[5]}, "$d", &one, 0, false);
+    md.AddDimension(new TableCVariable(c))->SetComputingCounts();
+    md.AddDimension(new TableMCSet(mc))->SetComputingCounts(true);
+    md.AddDimension(new TableMDSet(mdSet))->SetComputingCounts();
+    md.GetDimension(1)->SetTotal(true);
+    md.GetCaseIndex(Stats({v[3]}));
+    while (it.Next()) md.EncodeCase();
+
+    it.Rewind();
+    long before = gAllocations;
+    while (it.Next()) md.EncodeCase();
+    EXPECT_EQ(gAllocations, before);
 }
