@@ -23,7 +23,7 @@ public:
     };
 
     // Width in bytes of one OBS word.
-    static const int OBSSize = 8;
+    static constexpr int OBSSize = 8;
 
     AggregationCategory();
     explicit AggregationCategory(CategoryType type);

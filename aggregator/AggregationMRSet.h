@@ -10,7 +10,7 @@
 
 class AggregationMRSet : public AggregationVariable {
 public:
-    static const int kSetIndex = -100;
+    static constexpr int kSetIndex = -100;
 
     AggregationMRSet(const std::vector<int>& indices, const std::string& name);
     ~AggregationMRSet() override;

@@ -15,7 +15,11 @@
 #include "KvAssert.h"
 #include "KvaDistFun.h"
 #include "ParsedCategory.h"
+#include "TableCVariable.h"
 #include "TableDimension.h"
+#include "TableMCSet.h"
+#include "TableMDSet.h"
+#include "TableMetadata.h"
 #include "TableEncryptionCodes.h"
 
 #endif

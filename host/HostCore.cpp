@@ -13,7 +13,10 @@ int ObsLexCompare(const OBS& a, const OBS& b, int width)
     if (width <= 0) {
         if (a.num < b.num) return -1;
         if (a.num > b.num) return 1;
-        return 0;
+        // Equal, or a NaN on either side: NaN sorts after every number so that
+        // the order stays total and sorting stays well defined.
+        bool nanA = a.num != a.num, nanB = b.num != b.num;
+        return static_cast<int>(nanA) - static_cast<int>(nanB);
     }
     return std::memcmp(&a, &b, static_cast<size_t>(width));
 }
@@ -75,25 +78,32 @@ BP_OutputSink currentSink;
 
 int VESKMBstrcoll_A(const char* a, const char* b)
 {
-    int r = CompareCodePoints(a ? a : "", b ? b : "", true);
-    return r != 0 ? r : CompareCodePoints(a ? a : "", b ? b : "", false);
+    a = a ? a : "";
+    b = b ? b : "";
+    int r = CompareCodePoints(a, b, true);
+    if (r == 0) r = CompareCodePoints(a, b, false);
+    // Malformed bytes can decode alike; the bytes themselves break that tie.
+    if (r == 0) r = std::strcmp(a, b);
+    return r < 0 ? -1 : (r > 0 ? 1 : 0);
 }
 
 int VESKMBCopyToFixed_A(char* dest, int width, const char* src)
 {
+    if (width <= 0) return 0;
     int n = 0;
     if (src) {
         const auto* s = reinterpret_cast<const unsigned char*>(src);
         while (s[n]) {
+            // A character is a lead byte and the continuation bytes its lead
+            // announces and that are really there; a malformed byte stands alone.
             int len = 1;
-            if (s[n] >= 0xF0) len = 4;
-            else if (s[n] >= 0xE0) len = 3;
-            else if (s[n] >= 0xC0) len = 2;
-            int avail = 0;
-            while (avail < len && s[n + avail]) ++avail;
-            if (avail < len) len = avail;  // truncated sequence: copy what is there
-            if (n + len > width) break;
-            n += len;
+            if (s[n] >= 0xF0 && s[n] < 0xF8) len = 4;
+            else if (s[n] >= 0xE0 && s[n] < 0xF0) len = 3;
+            else if (s[n] >= 0xC0 && s[n] < 0xE0) len = 2;
+            int have = 1;
+            while (have < len && (s[n + have] & 0xC0) == 0x80) ++have;
+            if (n + have > width) break;
+            n += have;
         }
         std::memcpy(dest, src, static_cast<size_t>(n));
     }

@@ -58,11 +58,13 @@ void InMemoryDataset::SetString(int row, int varIndex, const std::string& value)
 {
     const VESK_Variable* v = GetVariable(varIndex);
     if (!v->IsString()) throw std::invalid_argument(std::string("variable ") + v->GetName() + " is numeric");
-    if (static_cast<int>(value.size()) > v->GetType())
+    size_t size = value.size();
+    while (size > static_cast<size_t>(v->GetType()) && value[size - 1] == ' ') --size;  // padding only
+    if (size > static_cast<size_t>(v->GetType()))
         throw std::invalid_argument("value \"" + value + "\" is wider than variable " + v->GetName());
     OBS* words = GetValue(row, varIndex);
     std::memset(words, ' ', static_cast<size_t>(v->GetWords()) * sizeof(OBS));
-    std::memcpy(words, value.data(), value.size());
+    std::memcpy(words, value.data(), size);
 }
 
 const OBS* InMemoryDataset::GetValue(int row, int varIndex) const

@@ -23,7 +23,8 @@ public:
     // (string); returns its row.
     int AppendCase();
     void SetNumeric(int row, int varIndex, double value);
-    // Throws std::invalid_argument when the text is wider than the variable.
+    // Throws std::invalid_argument when the text is wider than the variable
+    // (trailing blanks beyond the width are padding and do not count).
     void SetString(int row, int varIndex, const std::string& value);
     // Raw words of a case value.
     const OBS* GetValue(int row, int varIndex) const;

@@ -1,6 +1,8 @@
 // The per-dimension value dictionary: maps a case value (the OBS words of one
 // variable's width) to a fixed number of doubles. It sits on the per-case path:
-// a lookup of a value already present allocates nothing.
+// a lookup of a value already present allocates nothing and touches one slot
+// array (numeric keys are compared inside the slot; string keys first by a
+// 64-bit hash kept in the slot, then byte for byte).
 #ifndef KVHOST_OBSVECMAP_H
 #define KVHOST_OBSVECMAP_H
 
@@ -28,7 +30,9 @@ public:
     double* Contains(const OBS* key);
     const double* Contains(const OBS* key) const;
     // Inserts `key` with its doubles zero-filled and returns them; returns the
-    // existing doubles when the key is already present.
+    // existing doubles when the key is already present. Pointers returned by
+    // Contains, Insert and Value stay valid until the next Insert of a new key
+    // or Clear.
     double* Insert(const OBS* key);
     int Size() const { return _size; }
     // Puts the entries into ObsLexCompare order of their keys; Key and Value
@@ -37,15 +41,21 @@ public:
     const OBS* Key(int i) const;
     double* Value(int i);
     const double* Value(int i) const;
+    // Drops every entry; the capacity is kept for the next fill.
     void Clear();
 
     const ObsKeySpec& GetKeySpec() const { return _spec; }
     int GetNumValues() const { return _numValues; }
 
 private:
-    uint64_t Hash(const OBS* key) const;
-    bool KeyEquals(const OBS* a, const OBS* b) const;
-    int FindSlot(const OBS* key, uint64_t hash) const;
+    struct Slot {
+        uint64_t tag;   // numeric: the key's bits (-0.0 folded to 0.0); string: its hash
+        int32_t entry;  // entry index + 1; 0 for an empty slot
+    };
+    uint64_t Tag(const OBS* key) const;
+    size_t Home(uint64_t tag) const;
+    // The entry of `key`, or -(free slot index) - 1 when absent.
+    int64_t Find(const OBS* key, uint64_t tag) const;
     void Grow();
 
     ObsKeySpec _spec;
@@ -53,7 +63,8 @@ private:
     int _size = 0;
     std::vector<OBS> _keys;            // _spec.words per entry, entry order
     std::vector<double> _values;       // _numValues per entry, entry order
-    std::vector<int32_t> _slots;       // open addressing: entry index + 1, 0 empty
+    std::vector<Slot> _slots;          // open addressing, linear probing, a power of two
+    int _shift = 60;                   // 64 - log2(_slots.size())
     std::vector<int32_t> _order;       // sorted entry order, valid when _sorted
     bool _sorted = false;
 };

@@ -21,11 +21,13 @@ void VESK_ValueLabels::Add(double value, const std::string& label)
 void VESK_ValueLabels::Add(const std::string& value, const std::string& label)
 {
     if (_valueType == 0) throw std::invalid_argument("string value label for a numeric variable");
-    if (static_cast<int>(value.size()) > _valueType)
+    size_t size = value.size();
+    while (size > static_cast<size_t>(_valueType) && value[size - 1] == ' ') --size;  // padding only
+    if (size > static_cast<size_t>(_valueType))
         throw std::invalid_argument("value \"" + value + "\" is wider than " + std::to_string(_valueType));
     std::vector<OBS> words(static_cast<size_t>(ObsWords(_valueType)));
     std::memset(words.data(), ' ', words.size() * sizeof(OBS));
-    std::memcpy(words.data(), value.data(), value.size());
+    std::memcpy(words.data(), value.data(), size);
     Insert(words.data(), label);
 }
 

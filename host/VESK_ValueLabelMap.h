@@ -14,8 +14,9 @@ public:
     explicit VESK_ValueLabels(int valueType = 0) : _valueType(valueType) {}
     int GetValueType() const { return _valueType; }
     void SetValueType(int valueType);  // drops every label
-    // Adds or replaces the label of a value (a string value is blank-padded or
-    // must fit the width: throws std::invalid_argument when it is longer).
+    // Adds or replaces the label of a value (a string value is blank-padded;
+    // trailing blanks beyond the width are padding, anything else beyond it
+    // throws std::invalid_argument).
     void Add(double value, const std::string& label);
     void Add(const std::string& value, const std::string& label);
     int Size() const { return static_cast<int>(_labels.size()); }

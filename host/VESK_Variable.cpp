@@ -60,10 +60,12 @@ void VESK_Variable::SetMissingStrings(const std::vector<std::string>& values)
     if (values.size() > 3) throw std::invalid_argument("variable " + _name + ": at most 3 discrete missing values");
     std::vector<std::string> padded;
     for (const std::string& v : values) {
-        if (static_cast<int>(v.size()) > _type)
+        size_t size = v.size();
+        while (size > static_cast<size_t>(_type) && v[size - 1] == ' ') --size;  // padding only
+        if (size > static_cast<size_t>(_type))
             throw std::invalid_argument("variable " + _name + ": missing value \"" + v + "\" is wider than " +
                                         std::to_string(_type));
-        padded.push_back(v + std::string(static_cast<size_t>(_type) - v.size(), ' '));
+        padded.push_back(v.substr(0, size) + std::string(static_cast<size_t>(_type) - size, ' '));
     }
     _missingStr = std::move(padded);
 }

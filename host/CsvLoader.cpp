@@ -1,0 +1,417 @@
+#include "CsvLoader.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cstring>
+#include <unordered_map>
+
+namespace {
+
+std::string Trim(std::string_view s)
+{
+    size_t b = 0, e = s.size();
+    while (b < e && (s[b] == ' ' || s[b] == '\t')) ++b;
+    while (e > b && (s[e - 1] == ' ' || s[e - 1] == '\t')) --e;
+    return std::string(s.substr(b, e - b));
+}
+
+std::vector<std::string> ReadHeaderFrom(CsvRecordReader& reader)
+{
+    if (!reader.Next()) throw HostError(reader.Path() + ": the file is empty (no header row)");
+    std::vector<std::string> names;
+    std::unordered_map<std::string, int> seen;
+    for (int i = 0; i < reader.NumFields(); ++i) {
+        std::string name = Trim(reader.Field(i));
+        std::string where = reader.Path() + ":" + std::to_string(reader.Line()) + ": ";
+        if (name.empty()) throw HostError(where + "column " + std::to_string(i + 1) + " has no name");
+        auto [it, fresh] = seen.emplace(name, i);
+        if (!fresh)
+            throw HostError(where + "duplicate column name " + QuoteForMessage(name) + " (columns " +
+                            std::to_string(it->second + 1) + " and " + std::to_string(i + 1) + ")");
+        names.push_back(std::move(name));
+    }
+    return names;
+}
+
+void CheckFieldCount(const CsvRecordReader& reader, int expected)
+{
+    if (reader.NumFields() != expected)
+        throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": expected " + std::to_string(expected) +
+                        " fields, found " + std::to_string(reader.NumFields()));
+}
+
+std::string FieldName(int column, const std::string& name)
+{
+    return "field " + std::to_string(column + 1) + " (" + name + ")";
+}
+
+// What the values of an undescribed column say about its type.
+struct Inference {
+    bool numeric = true;
+    size_t width = 0;
+    int decimals = 0;
+    int integerDigits = 1;
+
+    void Add(std::string_view field)
+    {
+        std::string_view kept = TrimTrailingSpaces(field);
+        width = std::max(width, kept.size());
+        if (!numeric || IsBlankField(field)) return;
+        double value;
+        if (!ParseCsvNumber(field, value)) {
+            numeric = false;
+            return;
+        }
+        // Decimals and integer digits as written, for the display format.
+        int digits = 0, after = -1;
+        for (char c : field) {
+            if (c == 'e' || c == 'E') break;
+            if (c == '.') after = 0;
+            else if (c >= '0' && c <= '9') {
+                if (after >= 0) ++after; else ++digits;
+            }
+        }
+        decimals = std::max(decimals, std::min(after < 0 ? 0 : after, 6));
+        integerDigits = std::max(integerDigits, std::min(digits, 30));
+    }
+
+    VESK_Variable MakeVariable(const std::string& name, const std::string& path, long long line) const
+    {
+        if (numeric) {
+            VESK_Variable v(name, 0);
+            VESK_Format f;
+            f.type = 'F';
+            f.decimals = decimals;
+            f.width = std::min(40, std::max(8, 1 + integerDigits + (decimals > 0 ? decimals + 1 : 0)));
+            v.SetFormat(f);
+            return v;
+        }
+        if (width > static_cast<size_t>(VESK_Variable::kMaxStringWidth))
+            throw HostError(path + ":" + std::to_string(line) + ": column " + QuoteForMessage(name) +
+                            " has a value of " + std::to_string(width) + " bytes, wider than 32767");
+        return VESK_Variable(name, std::max<int>(1, static_cast<int>(width)));
+    }
+};
+
+}  // namespace
+
+std::vector<std::string> ReadCsvHeader(const std::string& csvPath, const CsvOptions& options)
+{
+    CsvRecordReader reader(csvPath, options);
+    return ReadHeaderFrom(reader);
+}
+
+CsvColumns CsvColumns::Indices(std::vector<int> indices) { return CsvColumns(std::move(indices)); }
+
+CsvColumns CsvColumns::Names(std::vector<std::string> names)
+{
+    CsvColumns c;
+    c._all = false;
+    c._names = std::move(names);
+    return c;
+}
+
+CsvColumns::CsvColumns(std::vector<int> indices) : _all(false), _indices(std::move(indices)) {}
+
+CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionary* dictionary,
+                                 const CsvColumns& needed, const CsvOptions& options, int weightIndex)
+    : ProcDSIterator(weightIndex), _path(csvPath), _options(options), _dataSource(std::make_unique<VESK_DataSource>())
+{
+    _sysmisWord.num = -DBL_MAX;
+    auto reader = std::make_unique<CsvRecordReader>(csvPath, options);
+    _header = ReadHeaderFrom(*reader);
+    const int n = static_cast<int>(_header.size());
+    std::unordered_map<std::string, int> columnOf;
+    for (int c = 0; c < n; ++c) columnOf.emplace(_header[static_cast<size_t>(c)], c);
+
+    std::vector<int> described(static_cast<size_t>(n), -1);
+    if (dictionary) {
+        for (size_t i = 0; i < dictionary->variables.size(); ++i) {
+            const char* name = dictionary->variables[i].GetName();
+            auto it = columnOf.find(name);
+            if (it == columnOf.end())
+                throw HostError(dictionary->path + ": /variables/" + std::to_string(i) + "/name: no column " +
+                                QuoteForMessage(name) + " in " + csvPath);
+            described[static_cast<size_t>(it->second)] = static_cast<int>(i);
+        }
+    }
+
+    std::vector<char> need(static_cast<size_t>(n), needed.IsAll() ? 1 : 0);
+    for (int c : needed.GetIndices()) {
+        if (c < 0 || c >= n)
+            throw HostError(csvPath + ": column index " + std::to_string(c) + " is outside 0 to " +
+                            std::to_string(n - 1));
+        need[static_cast<size_t>(c)] = 1;
+    }
+    for (const std::string& name : needed.GetNames()) {
+        auto it = columnOf.find(name);
+        if (it == columnOf.end()) throw HostError(csvPath + ": no column named " + QuoteForMessage(name));
+        need[static_cast<size_t>(it->second)] = 1;
+    }
+    if (weightIndex >= n)
+        throw HostError(csvPath + ": weight column index " + std::to_string(weightIndex) + " is outside 0 to " +
+                        std::to_string(n - 1));
+    if (weightIndex >= 0) need[static_cast<size_t>(weightIndex)] = 1;
+
+    // The inference pass, over the needed undescribed columns only.
+    std::vector<int> toInfer;
+    for (int c = 0; c < n; ++c)
+        if (need[static_cast<size_t>(c)] && described[static_cast<size_t>(c)] < 0) toInfer.push_back(c);
+    std::vector<Inference> inference(static_cast<size_t>(n));
+    long long widestLine = 0;
+    if (!toInfer.empty()) {
+        while (reader->Next()) {
+            CheckFieldCount(*reader, n);
+            for (int c : toInfer) {
+                Inference& inf = inference[static_cast<size_t>(c)];
+                size_t before = inf.width;
+                inf.Add(reader->Field(c));
+                if (inf.width > before && inf.width > static_cast<size_t>(VESK_Variable::kMaxStringWidth) &&
+                    widestLine == 0)
+                    widestLine = reader->Line();
+            }
+        }
+        reader = Reopen();
+        if (!reader) throw HostError(csvPath + ": the file changed while it was being read");
+    }
+
+    _inferred.assign(static_cast<size_t>(n), 0);
+    for (int c = 0; c < n; ++c) {
+        const std::string& name = _header[static_cast<size_t>(c)];
+        int d = described[static_cast<size_t>(c)];
+        std::unique_ptr<VESK_Variable> v;
+        if (d >= 0) {
+            v = std::make_unique<VESK_Variable>(dictionary->variables[static_cast<size_t>(d)]);
+        } else if (need[static_cast<size_t>(c)]) {
+            v = std::make_unique<VESK_Variable>(inference[static_cast<size_t>(c)].MakeVariable(name, csvPath, widestLine));
+            _inferred[static_cast<size_t>(c)] = 1;
+        } else {
+            v = std::make_unique<VESK_Variable>(name, 0);
+        }
+        _dataSource->AddVariable(std::move(v));
+    }
+
+    // Row layout: the needed columns' words, one after the other.
+    int maxBlankWords = 0;
+    _offsets.assign(static_cast<size_t>(n), -1);
+    for (int c = 0; c < n; ++c) {
+        const VESK_Variable* v = _dataSource->GetVariable(c);
+        if (need[static_cast<size_t>(c)]) {
+            _offsets[static_cast<size_t>(c)] = _stride;
+            _needed.push_back({c, _stride, v->GetType()});
+            _stride += v->GetWords();
+        } else if (v->IsString()) {
+            maxBlankWords = std::max(maxBlankWords, v->GetWords());
+        }
+    }
+    _blankWords.resize(static_cast<size_t>(maxBlankWords));
+    for (OBS& w : _blankWords) std::memset(w.str, ' ', 8);
+    _fillers.assign(static_cast<size_t>(n), &_sysmisWord);
+    for (int c = 0; c < n; ++c)
+        if (!need[static_cast<size_t>(c)] && _dataSource->GetVariable(c)->IsString())
+            _fillers[static_cast<size_t>(c)] = _blankWords.data();
+    _emptyRow.resize(static_cast<size_t>(_stride));
+    for (const Needed& nd : _needed) {
+        OBS* w = _emptyRow.data() + nd.offset;
+        if (nd.width == 0) w->num = -DBL_MAX;
+        else std::memset(w, ' ', static_cast<size_t>(ObsWords(nd.width)) * sizeof(OBS));
+    }
+    _row = _emptyRow.data();
+
+    // About 256 KiB a batch, four batches: the memory does not grow with the file.
+    size_t rowBytes = static_cast<size_t>(_stride) * sizeof(OBS) + sizeof(long long);
+    _rowsPerBatch = static_cast<int>(std::clamp<size_t>((size_t{256} << 10) / rowBytes, 16, 4096));
+    for (int i = 0; i < 4; ++i) {
+        auto b = std::make_unique<Batch>();
+        b->words.resize(static_cast<size_t>(_rowsPerBatch) * static_cast<size_t>(_stride));
+        b->lines.resize(static_cast<size_t>(_rowsPerBatch));
+        _batches.push_back(std::move(b));
+    }
+    Start(std::move(reader));
+}
+
+CsvCaseIterator::~CsvCaseIterator() { Stop(); }
+
+std::unique_ptr<CsvRecordReader> CsvCaseIterator::Reopen() const
+{
+    try {
+        auto reader = std::make_unique<CsvRecordReader>(_path, _options);
+        if (ReadHeaderFrom(*reader) != _header) return nullptr;
+        return reader;
+    } catch (const HostError&) {
+        return nullptr;
+    }
+}
+
+void CsvCaseIterator::Start(std::unique_ptr<CsvRecordReader> reader)
+{
+    _reader = std::move(reader);
+    _stop = false;
+    _full.clear();
+    _free.clear();
+    for (auto& b : _batches) _free.push_back(b.get());
+    _producer = std::thread([this] { Produce(*_reader); });
+}
+
+void CsvCaseIterator::Stop()
+{
+    {
+        std::lock_guard<std::mutex> lock(_mutex);
+        _stop = true;
+    }
+    _freeReady.notify_all();
+    if (_producer.joinable()) _producer.join();
+    _reader.reset();
+}
+
+void CsvCaseIterator::Produce(CsvRecordReader& reader)
+{
+    while (true) {
+        Batch* b;
+        {
+            std::unique_lock<std::mutex> lock(_mutex);
+            _freeReady.wait(lock, [this] { return _stop || !_free.empty(); });
+            if (_stop) return;
+            b = _free.back();
+            _free.pop_back();
+        }
+        b->rows = 0;
+        b->last = false;
+        b->error = nullptr;
+        try {
+            while (b->rows < _rowsPerBatch) {
+                if (!reader.Next()) {
+                    b->last = true;
+                    break;
+                }
+                Convert(reader, b->words.data() + static_cast<size_t>(b->rows) * static_cast<size_t>(_stride));
+                b->lines[static_cast<size_t>(b->rows)] = reader.Line();
+                ++b->rows;
+            }
+        } catch (...) {
+            b->error = std::current_exception();
+            b->last = true;
+        }
+        bool last = b->last;
+        {
+            std::lock_guard<std::mutex> lock(_mutex);
+            _full.push_back(b);
+        }
+        _fullReady.notify_one();
+        if (last) return;
+    }
+}
+
+void CsvCaseIterator::Convert(const CsvRecordReader& reader, OBS* row) const
+{
+    CheckFieldCount(reader, static_cast<int>(_header.size()));
+    for (const Needed& nd : _needed) {
+        std::string_view field = reader.Field(nd.column);
+        OBS* out = row + nd.offset;
+        if (nd.width == 0) {
+            if (field.empty() || IsBlankField(field)) {
+                out->num = -DBL_MAX;
+            } else if (!ParseCsvNumber(field, out->num)) {
+                throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": " +
+                                FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
+                                QuoteForMessage(field) + " is not a number");
+            }
+        } else {
+            field = TrimTrailingSpaces(field);
+            if (field.size() > static_cast<size_t>(nd.width))
+                throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": " +
+                                FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
+                                QuoteForMessage(field) + " is " + std::to_string(field.size()) +
+                                " bytes, wider than the width " + std::to_string(nd.width));
+            size_t bytes = static_cast<size_t>(ObsWords(nd.width)) * sizeof(OBS);
+            std::memcpy(out, field.data(), field.size());
+            std::memset(reinterpret_cast<char*>(out) + field.size(), ' ', bytes - field.size());
+        }
+    }
+}
+
+bool CsvCaseIterator::NextBatch()
+{
+    while (true) {
+        if (_batch) {
+            Batch* done = _batch;
+            _batch = nullptr;
+            _row = _emptyRow.data();
+            if (done->error) _error = done->error;
+            if (done->last) _finished = true;
+            {
+                std::lock_guard<std::mutex> lock(_mutex);
+                _free.push_back(done);
+            }
+            _freeReady.notify_one();
+        }
+        if (_error) std::rethrow_exception(_error);
+        if (_finished) return false;
+        {
+            std::unique_lock<std::mutex> lock(_mutex);
+            _fullReady.wait(lock, [this] { return !_full.empty(); });
+            _batch = _full.front();
+            _full.pop_front();
+        }
+        _rowInBatch = 0;
+        if (_batch->rows > 0) {
+            _row = _batch->words.data();
+            return true;
+        }
+    }
+}
+
+bool CsvCaseIterator::Rewind()
+{
+    Stop();
+    _batch = nullptr;
+    _row = _emptyRow.data();
+    _rowInBatch = 0;
+    _error = nullptr;
+    _finished = false;
+    std::unique_ptr<CsvRecordReader> reader = Reopen();
+    if (!reader) {
+        _finished = true;
+        return false;
+    }
+    Start(std::move(reader));
+    return true;
+}
+
+std::unique_ptr<CsvCaseIterator> OpenCsvStream(const std::string& csvPath,
+                                               const std::optional<std::string>& dictionaryPath,
+                                               const CsvColumns& needed, const CsvOptions& options, int weightIndex)
+{
+    std::optional<DataDictionary> dictionary;
+    if (dictionaryPath) dictionary = LoadDictionary(*dictionaryPath);
+    return std::make_unique<CsvCaseIterator>(csvPath, dictionary ? &*dictionary : nullptr, needed, options,
+                                             weightIndex);
+}
+
+std::unique_ptr<InMemoryDataset> LoadCsv(const std::string& csvPath, const DataDictionary& dictionary,
+                                         const CsvOptions& options)
+{
+    CsvCaseIterator stream(csvPath, &dictionary, CsvColumns::All(), options);
+    auto dataset = std::make_unique<InMemoryDataset>();
+    const VESK_DataSource& source = stream.GetDataSource();
+    const int n = source.GetNumVariables();
+    std::vector<size_t> bytes;
+    for (int v = 0; v < n; ++v) {
+        dataset->AddVariable(std::make_unique<VESK_Variable>(*source.GetVariable(v)));
+        bytes.push_back(static_cast<size_t>(source.GetVariable(v)->GetWords()) * sizeof(OBS));
+    }
+    while (stream.Next()) {
+        int row = dataset->AppendCase();
+        for (int v = 0; v < n; ++v)
+            std::memcpy(dataset->GetValue(row, v), stream.GetValue(v), bytes[static_cast<size_t>(v)]);
+    }
+    return dataset;
+}
+
+std::unique_ptr<InMemoryDataset> LoadCsv(const std::string& csvPath, const std::optional<std::string>& dictionaryPath,
+                                         const CsvOptions& options)
+{
+    DataDictionary dictionary;
+    if (dictionaryPath) dictionary = LoadDictionary(*dictionaryPath);
+    return LoadCsv(csvPath, dictionary, options);
+}

@@ -1,0 +1,274 @@
+#include "CsvReader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+
+#include "HostError.h"
+
+std::string QuoteForMessage(std::string_view text, size_t maxBytes)
+{
+    size_t n = text.size();
+    bool cut = n > maxBytes;
+    if (cut) {
+        n = maxBytes;
+        // Back off continuation bytes so that no character is split.
+        while (n > 0 && (static_cast<unsigned char>(text[n]) & 0xC0) == 0x80) --n;
+    }
+    std::string out = "\"";
+    for (size_t i = 0; i < n; ++i) {
+        auto c = static_cast<unsigned char>(text[i]);
+        if (c == '\n') out += "\\n";
+        else if (c == '\r') out += "\\r";
+        else if (c == '\t') out += "\\t";
+        else if (c == '"') out += "\\\"";
+        else if (c == '\\') out += "\\\\";
+        else if (c < 0x20 || c == 0x7F) {
+            static const char hex[] = "0123456789ABCDEF";
+            out += "\\x";
+            out += hex[c >> 4];
+            out += hex[c & 15];
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    out += cut ? "\"..." : "\"";
+    return out;
+}
+
+bool IsBlankField(std::string_view text)
+{
+    for (char c : text)
+        if (c != ' ' && c != '\t') return false;
+    return true;
+}
+
+std::string_view TrimTrailingSpaces(std::string_view text)
+{
+    size_t n = text.size();
+    while (n > 0 && text[n - 1] == ' ') --n;
+    return text.substr(0, n);
+}
+
+bool ParseCsvNumber(std::string_view text, double& value)
+{
+    const char* first = text.data();
+    const char* last = text.data() + text.size();
+    while (first < last && (*first == ' ' || *first == '\t')) ++first;
+    while (last > first && (last[-1] == ' ' || last[-1] == '\t')) --last;
+    if (first == last) return false;
+    bool negative = false;
+    if (*first == '+' || *first == '-') {
+        negative = *first == '-';
+        ++first;
+    }
+    // from_chars would take "inf" and "nan"; a number starts with a digit or a point.
+    if (first == last || !((*first >= '0' && *first <= '9') || *first == '.')) return false;
+    double v = 0.0;
+    auto [ptr, ec] = std::from_chars(first, last, v, std::chars_format::general);
+    if (ptr != last) return false;
+    if (ec == std::errc::result_out_of_range) {
+        // Overflow is not a number we can hold; underflow is a value that
+        // rounds to zero, which people do write ("1e-400").
+        bool tiny = false;
+        for (const char* q = first; q < last; ++q) {
+            if (*q == 'e' || *q == 'E') {
+                tiny = q + 1 < last && q[1] == '-';
+                break;
+            }
+        }
+        if (!tiny) return false;
+        v = 0.0;
+    } else if (ec != std::errc()) {
+        return false;
+    }
+    value = negative ? -v : v;
+    return true;
+}
+
+CsvRecordReader::CsvRecordReader(std::string path, const CsvOptions& options)
+    : _path(std::move(path)), _delimiter(options.delimiter)
+{
+    if (_delimiter == '"' || _delimiter == '\n' || _delimiter == '\r' || _delimiter == '\0')
+        throw HostError(_path + ": the delimiter cannot be a quote, a line break or NUL");
+    _file = std::fopen(_path.c_str(), "rb");
+    if (!_file) throw HostError(_path + ": cannot open the file: " + std::strerror(errno));
+    // 1 MiB reads for large files; a small file gets a buffer its size, so that
+    // opening many small files costs no more than they hold.
+    size_t size = size_t{1} << 20;
+    std::error_code ec;
+    auto fileSize = std::filesystem::file_size(_path, ec);
+    if (!ec && fileSize < size) size = std::max<size_t>(4096, static_cast<size_t>(fileSize) + 1);
+    _buffer.resize(size);
+}
+
+CsvRecordReader::~CsvRecordReader()
+{
+    if (_file) std::fclose(_file);
+}
+
+void CsvRecordReader::Fail(long long line, const std::string& what) const
+{
+    throw HostError(_path + ":" + std::to_string(line) + ": " + what);
+}
+
+bool CsvRecordReader::Fill()
+{
+    if (_eof) return false;
+    if (_pos > 0) {
+        std::memmove(_buffer.data(), _buffer.data() + _pos, _end - _pos);
+        _end -= _pos;
+        _pos = 0;
+    }
+    if (_end == _buffer.size()) {
+        if (_buffer.size() >= kMaxRecordBytes)
+            Fail(_line, "a record longer than " + std::to_string(kMaxRecordBytes >> 20) +
+                            " MiB (is a quoted field left open?)");
+        _buffer.resize(_buffer.size() * 2);
+    }
+    size_t want = _buffer.size() - _end;
+    size_t got = std::fread(_buffer.data() + _end, 1, want, _file);
+    _end += got;
+    if (got < want) {
+        if (std::ferror(_file)) Fail(_line, "read error");
+        _eof = true;
+    }
+    if (_atStart) {
+        if (_end >= 3 && std::memcmp(_buffer.data(), "\xEF\xBB\xBF", 3) == 0) _pos = 3;
+        _atStart = false;
+    }
+    return true;
+}
+
+bool CsvRecordReader::Next()
+{
+    while (true) {
+        if (_pos == _end) {
+            if (_eof && !_atStart) return false;
+            Fill();
+            continue;
+        }
+        Parse r = ParseRecord();
+        if (r == Parse::kRecord) return true;
+        if (r == Parse::kNeedMore) Fill();
+    }
+}
+
+CsvRecordReader::Parse CsvRecordReader::ParseRecord()
+{
+    const char* base = _buffer.data();
+    const char* p = base + _pos;
+    const char* const e = base + _end;
+
+    // An empty line holds no record.
+    if (*p == '\n') {
+        ++_pos;
+        ++_line;
+        return Parse::kBlank;
+    }
+    if (*p == '\r') {
+        if (p + 1 == e && !_eof) return Parse::kNeedMore;
+        if (p + 1 < e && p[1] == '\n') {
+            _pos += 2;
+            ++_line;
+            return Parse::kBlank;
+        }
+    }
+
+    _spans.clear();
+    _scratch.clear();
+    long long breaks = 0;  // line breaks consumed so far in this record
+    while (true) {
+        if (p == e && !_eof) return Parse::kNeedMore;
+        int fieldNumber = static_cast<int>(_spans.size()) + 1;
+        if (p < e && *p == '"') {
+            long long openLine = _line + breaks;
+            size_t start = _scratch.size();
+            const char* q = p + 1;
+            while (true) {
+                const char* close = static_cast<const char*>(std::memchr(q, '"', static_cast<size_t>(e - q)));
+                if (!close) {
+                    if (!_eof) return Parse::kNeedMore;
+                    Fail(openLine, "field " + std::to_string(fieldNumber) +
+                                       ": a quoted field is not closed before the end of the file");
+                }
+                _scratch.append(q, close);
+                breaks += std::count(q, close, '\n');
+                if (close + 1 == e && !_eof) return Parse::kNeedMore;
+                if (close + 1 < e && close[1] == '"') {
+                    _scratch.push_back('"');
+                    q = close + 2;
+                    continue;
+                }
+                p = close + 1;
+                break;
+            }
+            _spans.push_back({start, _scratch.size() - start, true});
+            if (p == e) break;  // end of file ends the record
+            if (*p == _delimiter) {
+                ++p;
+                continue;
+            }
+            if (*p == '\n') {
+                ++p;
+                ++breaks;
+                break;
+            }
+            if (*p == '\r') {
+                if (p + 1 == e && !_eof) return Parse::kNeedMore;
+                if (p + 1 == e) {
+                    ++p;
+                    break;
+                }
+                if (p[1] == '\n') {
+                    p += 2;
+                    ++breaks;
+                    break;
+                }
+            }
+            Fail(_line + breaks, "field " + std::to_string(fieldNumber) + ": text after the closing quote");
+        } else {
+            const char* start = p;
+            const char d = _delimiter;
+            while (p < e) {
+                char c = *p;
+                if (c == d || c == '\n' || c == '"') break;
+                ++p;
+            }
+            if (p == e) {
+                if (!_eof) return Parse::kNeedMore;
+                const char* fieldEnd = p;
+                if (fieldEnd > start && fieldEnd[-1] == '\r') --fieldEnd;
+                _spans.push_back({static_cast<size_t>(start - base), static_cast<size_t>(fieldEnd - start), false});
+                break;
+            }
+            if (*p == '"')
+                Fail(_line + breaks, "field " + std::to_string(fieldNumber) +
+                                         ": a quote inside an unquoted field (quote the whole field and double "
+                                         "the quotes in it)");
+            if (*p == d) {
+                _spans.push_back({static_cast<size_t>(start - base), static_cast<size_t>(p - start), false});
+                ++p;
+                continue;
+            }
+            const char* fieldEnd = p;
+            if (fieldEnd > start && fieldEnd[-1] == '\r') --fieldEnd;
+            _spans.push_back({static_cast<size_t>(start - base), static_cast<size_t>(fieldEnd - start), false});
+            ++p;
+            ++breaks;
+            break;
+        }
+    }
+
+    _recordLine = _line;
+    _line += breaks;
+    _pos = static_cast<size_t>(p - base);
+    _fields.resize(_spans.size());
+    for (size_t i = 0; i < _spans.size(); ++i) {
+        const Span& s = _spans[i];
+        _fields[i] = s.inScratch ? std::string_view(_scratch.data() + s.offset, s.length)
+                                 : std::string_view(base + s.offset, s.length);
+    }
+    return Parse::kRecord;
+}

@@ -1,0 +1,86 @@
+// Reading CSV files record by record (RFC 4180), and the number syntax of
+// CSV fields. The loaders in CsvLoader.h build on these; they are public for
+// tools that only need the raw fields.
+#ifndef KVHOST_CSVREADER_H
+#define KVHOST_CSVREADER_H
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct CsvOptions {
+    char delimiter = ',';
+};
+
+// Parses a CSV number: optional blanks (spaces, tabs) around an optional sign
+// and a decimal number with an optional exponent ("3", "-2.5", "+.5", "1e3",
+// " 7 "). "nan", "inf", hexadecimal and numbers beyond the double range are
+// not numbers: a statistics dataset has system-missing for "no value", and an
+// infinite or not-a-number code would poison every sum it enters. Returns
+// false when the text is not such a number (the empty text included).
+bool ParseCsvNumber(std::string_view text, double& value);
+
+// True when the text holds nothing but blanks (spaces, tabs).
+bool IsBlankField(std::string_view text);
+
+// The text without trailing blanks (spaces only: the padding character).
+std::string_view TrimTrailingSpaces(std::string_view text);
+
+// Reads records one at a time through a large buffer.
+// - The first three bytes are skipped when they are a UTF-8 byte order mark.
+// - Records end at LF or CR LF; a lone CR is ordinary data.
+// - A field that starts with a double quote is quoted: it may hold the
+//   delimiter, line breaks and doubled quotes (""), and must be followed by
+//   the delimiter or the end of the record. A quote anywhere else, text after
+//   a closing quote, or a quote left open at the end of the file is an error.
+// - Empty lines hold no record and are skipped (a single-column file writes an
+//   empty value as "").
+// Errors are HostError with "path:line: ..." (1-based physical lines).
+class CsvRecordReader {
+public:
+    // Throws HostError when the file cannot be opened.
+    CsvRecordReader(std::string path, const CsvOptions& options);
+    ~CsvRecordReader();
+    CsvRecordReader(const CsvRecordReader&) = delete;
+    CsvRecordReader& operator=(const CsvRecordReader&) = delete;
+
+    // Moves to the next record; false at the end of the file.
+    bool Next();
+    int NumFields() const { return static_cast<int>(_fields.size()); }
+    // Field i of the current record, unquoted. Valid until the next call of Next.
+    std::string_view Field(int i) const { return _fields[static_cast<size_t>(i)]; }
+    // The physical line (1-based) on which the current record starts.
+    long long Line() const { return _recordLine; }
+    const std::string& Path() const { return _path; }
+
+    // A longer record is taken for a runaway quoted field.
+    static constexpr size_t kMaxRecordBytes = size_t{256} << 20;
+
+private:
+    enum class Parse { kRecord, kBlank, kNeedMore };
+    Parse ParseRecord();
+    bool Fill();
+    [[noreturn]] void Fail(long long line, const std::string& what) const;
+
+    std::string _path;
+    char _delimiter;
+    std::FILE* _file = nullptr;
+    std::vector<char> _buffer;
+    size_t _pos = 0;  // start of the unconsumed input
+    size_t _end = 0;  // end of the valid bytes
+    bool _eof = false;
+    bool _atStart = true;
+    long long _line = 1;  // line at _pos
+    long long _recordLine = 0;
+    std::string _scratch;  // unquoted copies of quoted fields
+    struct Span {
+        size_t offset;
+        size_t length;
+        bool inScratch;
+    };
+    std::vector<Span> _spans;
+    std::vector<std::string_view> _fields;
+};
+
+#endif

@@ -1,0 +1,22 @@
+// Rendering a result in the chosen format and writing it out. The document is
+// rendered in full before anything is written, and a file is replaced only
+// once it has been written completely, so an error leaves no partial output.
+#ifndef KVTABLES_OUTPUT_H
+#define KVTABLES_OUTPUT_H
+
+#include <string>
+
+#include "ResultSet.h"
+
+namespace kvtables {
+
+// `format` is text, json, csv or html; `width` is the text width (0: no limit).
+std::string Render(const ResultSet& results, const std::string& format, int width);
+
+// Writes to `path`, or to standard output when it is empty; throws UserError
+// when the file cannot be written.
+void WriteOutput(const std::string& text, const std::string& path);
+
+}  // namespace kvtables
+
+#endif

@@ -1,0 +1,248 @@
+#include "RequestValidator.h"
+
+#include <algorithm>
+#include <set>
+
+#include "AggregationStatistic.h"
+#include "UserError.h"
+
+namespace kvtables {
+
+namespace {
+
+std::string TypeWord(int valueType) { return valueType == 0 ? "numeric" : "string"; }
+
+// Trailing blanks are insignificant in string values, so they do not count
+// against a variable's width.
+size_t SignificantLength(const std::string& s)
+{
+    size_t n = s.size();
+    while (n > 0 && s[n - 1] == ' ') --n;
+    return n;
+}
+
+class Validator {
+public:
+    Validator(Request& req, const VESK_DataSource& dict) : _req(req), _dict(dict) {}
+
+    void Run()
+    {
+        ValidateWeight();
+        for (auto& set : _req.sets) ValidateSet(set);
+        for (auto& table : _req.tables) ValidateTable(table);
+    }
+
+private:
+    [[noreturn]] void Fail(const std::string& path, const std::string& what) const
+    {
+        throw UserError(_req.file, path, what);
+    }
+
+    const VESK_Variable* Variable(const std::string& name, const std::string& path, const char* what = "variable") const
+    {
+        int index = _dict.FindVariable(name);
+        if (index < 0) Fail(path, std::string("unknown ") + what + " " + Quote(name));
+        return _dict.GetVariable(index);
+    }
+
+    void ValidateWeight()
+    {
+        if (_req.weight.empty()) return;
+        const VESK_Variable* v = Variable(_req.weight, "/weight");
+        if (v->IsString()) Fail("/weight", "weight variable " + Quote(_req.weight) + " is not numeric");
+        _req.weightIndex = _dict.FindVariable(_req.weight);
+    }
+
+    void ValidateSet(SetDef& set)
+    {
+        const std::string npath = set.path + "/name";
+        if (_dict.FindVariable(set.name) >= 0)
+            Fail(npath, "set name " + Quote(set.name) + " is already the name of a variable");
+        if (&_req.sets[static_cast<size_t>(_req.FindSet(set.name))] != &set)
+            Fail(npath, "set name " + Quote(set.name) + " is used twice");
+
+        std::set<std::string> seen;
+        set.indices.clear();
+        set.valueType = -1;
+        for (size_t i = 0; i < set.variables.size(); ++i) {
+            const std::string& name = set.variables[i];
+            const std::string vpath = set.path + "/variables/" + std::to_string(i);
+            const VESK_Variable* v = Variable(name, vpath);
+            if (!seen.insert(name).second) Fail(vpath, "variable " + Quote(name) + " is listed twice");
+            if (i > 0 && (set.valueType == 0) != (v->GetType() == 0))
+                Fail(vpath, "set " + Quote(set.name) + " mixes numeric and string variables (" + Quote(name) +
+                                " is " + TypeWord(v->GetType()) + ", " + Quote(set.variables[0]) + " is " +
+                                TypeWord(set.valueType) + ")");
+            set.valueType = std::max(set.valueType, v->GetType());
+            set.indices.push_back(_dict.FindVariable(name));
+        }
+
+        if (set.type == SetType::Categories) {
+            set.missingVariableIndex = set.indices.front();
+            if (!set.missingVariable.empty()) {
+                auto it = std::find(set.variables.begin(), set.variables.end(), set.missingVariable);
+                if (it == set.variables.end())
+                    Fail(set.path + "/missingVariable",
+                         "variable " + Quote(set.missingVariable) + " is not a member of set " + Quote(set.name));
+                set.missingVariableIndex = set.indices[static_cast<size_t>(it - set.variables.begin())];
+            }
+            return;
+        }
+        const std::string cpath = set.path + "/countedValue";
+        const Literal& counted = set.countedValue;
+        if (counted.isString != (set.valueType > 0))
+            Fail(cpath, "counted value " + counted.Describe() + " is " + (counted.isString ? "a string" : "a number") +
+                            " but the variables of set " + Quote(set.name) + " are " + TypeWord(set.valueType));
+        if (counted.isString) {
+            for (size_t i = 0; i < set.indices.size(); ++i) {
+                const VESK_Variable* v = _dict.GetVariable(set.indices[i]);
+                if (SignificantLength(counted.text) > static_cast<size_t>(v->GetType()))
+                    Fail(cpath, "counted value " + counted.Describe() + " is wider than variable " +
+                                    Quote(set.variables[i]) + " (width " + std::to_string(v->GetType()) + ")");
+            }
+        }
+    }
+
+    // Resolves an axis name to a set or a variable.
+    void ResolveEntry(AxisEntry& e)
+    {
+        e.setIndex = _req.FindSet(e.name);
+        if (e.setIndex >= 0) return;
+        e.varIndex = _dict.FindVariable(e.name);
+        if (e.varIndex < 0) Fail(e.path, "unknown variable or set " + Quote(e.name));
+    }
+
+    bool IsDichotomySet(const AxisEntry& e) const
+    {
+        return e.IsSet() && _req.sets[static_cast<size_t>(e.setIndex)].type == SetType::Dichotomies;
+    }
+
+    // Value type of an axis entry's categories (a categories set: its members').
+    int ValueTypeOf(const AxisEntry& e) const
+    {
+        if (e.IsSet()) return _req.sets[static_cast<size_t>(e.setIndex)].valueType;
+        return _dict.GetVariable(e.varIndex)->GetType();
+    }
+
+    void ValidateTable(TableRequest& t)
+    {
+        std::set<std::string> used;
+        bool hasSet = false;
+        for (auto* axis : {&t.rows, &t.columns, &t.layers}) {
+            for (auto& e : *axis) {
+                ResolveEntry(e);
+                if (!used.insert(e.name).second) Fail(e.path, Quote(e.name) + " is used twice on this table");
+                hasSet = hasSet || e.IsSet();
+            }
+        }
+
+        if (!t.summary.empty()) {
+            const std::string spath = t.path + "/summary";
+            if (_req.FindSet(t.summary) >= 0)
+                Fail(spath, "summary " + Quote(t.summary) + " is a set; summary statistics need a numeric variable");
+            const VESK_Variable* v = Variable(t.summary, spath, "summary variable");
+            if (v->IsString()) Fail(spath, "summary variable " + Quote(t.summary) + " is not numeric");
+            t.summaryIndex = _dict.FindVariable(t.summary);
+        }
+
+        if (!t.statisticsVariable.empty()) {
+            if (!used.count(t.statisticsVariable))
+                Fail(t.path + "/statisticsVariable",
+                     Quote(t.statisticsVariable) + " is not on this table's rows, columns or layers");
+        } else {
+            t.statisticsVariable = DefaultStatisticsVariable(t);
+        }
+
+        for (auto* list : {&t.statistics, &t.totalStatistics})
+            for (const auto& s : *list) ValidateStatistic(t, s, hasSet);
+
+        for (auto& [name, options] : t.categories) {
+            const AxisEntry* entry = nullptr;
+            for (const AxisEntry* e : t.AllEntries())
+                if (e->name == name) entry = e;
+            if (!entry) Fail(options.path, Quote(name) + " is not on this table's rows, columns or layers");
+            ValidateCategories(*entry, options);
+        }
+    }
+
+    // The first multiple-response set among the table's variables, else the
+    // innermost row variable, else the innermost column variable.
+    std::string DefaultStatisticsVariable(const TableRequest& t) const
+    {
+        for (const AxisEntry* e : t.AllEntries())
+            if (e->IsSet()) return e->name;
+        if (!t.rows.empty()) return t.rows.back().name;
+        return t.columns.back().name;
+    }
+
+    void ValidateStatistic(const TableRequest& t, const StatisticRequest& s, bool hasSet) const
+    {
+        if (stats::NeedsSummary(s.code) && t.summary.empty())
+            Fail(s.path, "statistic " + Quote(s.name) + " needs a \"summary\" variable on the table");
+        if (stats::IsResponses(s.code) && !hasSet)
+            Fail(s.path, "statistic " + Quote(s.name) + " needs a multiple-response set on the table");
+    }
+
+    void CheckValue(const AxisEntry& e, const Literal& value, const std::string& path, int valueType) const
+    {
+        if (value.isString != (valueType > 0))
+            Fail(path, "value " + value.Describe() + " is " + (value.isString ? "a string" : "a number") + " but " +
+                           Quote(e.name) + " is " + TypeWord(valueType));
+        if (value.isString && SignificantLength(value.text) > static_cast<size_t>(valueType))
+            Fail(path, "value " + value.Describe() + " is wider than " + Quote(e.name) + " (width " +
+                           std::to_string(valueType) + ")");
+    }
+
+    void ValidateCategories(const AxisEntry& e, CategoryOptions& options) const
+    {
+        const bool dichotomies = IsDichotomySet(e);
+        const int valueType = ValueTypeOf(e);
+        bool coversSomething = false;  // a category item since the last subtotal
+        for (auto& item : options.items) {
+            if (item.kind == ItemKind::Subtotal || item.kind == ItemKind::HiddenSubtotal) {
+                // A subtotal adds up the items written since the previous one.
+                if (!coversSomething) Fail(item.path, "subtotal " + Quote(item.label) + " covers no categories");
+                coversSomething = false;
+                continue;
+            }
+            coversSomething = true;
+            if (dichotomies) {
+                // A dichotomy set's categories are its member variables.
+                const SetDef& set = _req.sets[static_cast<size_t>(e.setIndex)];
+                if (item.kind != ItemKind::Value || !item.value.isString)
+                    Fail(item.path, "the categories of dichotomy set " + Quote(e.name) +
+                                        " are its variables: give member names or subtotals");
+                auto it = std::find(set.variables.begin(), set.variables.end(), item.value.text);
+                if (it == set.variables.end())
+                    Fail(item.path, Quote(item.value.text) + " is not a member of set " + Quote(e.name));
+                item.kind = ItemKind::Variable;
+                item.variable = item.value.text;
+                item.varIndex = set.indices[static_cast<size_t>(it - set.variables.begin())];
+                continue;
+            }
+            switch (item.kind) {
+            case ItemKind::Value:
+                CheckValue(e, item.value, item.path, valueType);
+                break;
+            case ItemKind::Range:
+                if (!item.openLow) CheckValue(e, item.value, item.path + "/range/0", valueType);
+                if (!item.openHigh) CheckValue(e, item.high, item.path + "/range/1", valueType);
+                break;
+            default:
+                break;
+            }
+        }
+    }
+
+    Request& _req;
+    const VESK_DataSource& _dict;
+};
+
+}  // namespace
+
+void ValidateRequest(Request& request, const VESK_DataSource& dictionary)
+{
+    Validator(request, dictionary).Run();
+}
+
+}  // namespace kvtables

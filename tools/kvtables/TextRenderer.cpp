@@ -1,0 +1,280 @@
+// The cross-table for a terminal: nested row labels down the side, nested
+// column labels over the statistic names across the top, one panel per layer
+// combination (each with the title and its layer labels, so that a long table
+// pages by layer), and the columns wrapped into blocks that fit the width.
+#include <algorithm>
+
+#include "Renderers.h"
+
+namespace kvtables {
+
+size_t DisplayWidth(const std::string& text)
+{
+    size_t n = 0;
+    for (unsigned char c : text)
+        if ((c & 0xC0) != 0x80) ++n;
+    return n;
+}
+
+namespace {
+
+constexpr size_t kGap = 2;        // blanks between columns
+constexpr size_t kMaxLabel = 30;  // longer labels are cut
+
+// The longest prefix of `text` that is at most `width` columns wide, never
+// splitting a UTF-8 sequence.
+std::string Truncate(const std::string& text, size_t width)
+{
+    size_t n = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
+        if (n == width) return text.substr(0, i);
+        ++n;
+    }
+    return text;
+}
+
+std::string PadRight(const std::string& s, size_t width)
+{
+    size_t w = DisplayWidth(s);
+    return w >= width ? s : s + std::string(width - w, ' ');
+}
+
+std::string PadLeft(const std::string& s, size_t width)
+{
+    size_t w = DisplayWidth(s);
+    return w >= width ? s : std::string(width - w, ' ') + s;
+}
+
+void RightTrim(std::string& s)
+{
+    while (!s.empty() && s.back() == ' ') s.pop_back();
+}
+
+struct Leaf {
+    size_t column;  // index into the column combinations
+    size_t stat;
+};
+
+class Panel {
+public:
+    Panel(const ResultTable& table, const TableGrid& grid, size_t layer, int width)
+        : _t(table), _g(grid), _layer(layer), _width(width)
+    {
+        for (size_t c = 0; c < _g.ColumnCombos().size(); ++c)
+            for (size_t s = 0; s < _t.statistics.size(); ++s) _leaves.push_back({c, s});
+        Measure();
+    }
+
+    void Render(std::string& out) const
+    {
+        out += _t.title + "\n";
+        if (!_t.layers.empty()) {
+            std::string line;
+            const auto& combo = _g.LayerCombos()[_layer];
+            for (size_t i = 0; i < _t.layers.size(); ++i) {
+                if (i) line += " / ";
+                line += _t.layers[i].Shown() + ": " + _t.layers[i].categories[static_cast<size_t>(combo[i])].label;
+            }
+            out += line + "\n";
+        }
+        for (const auto& [begin, end] : Blocks()) {
+            out += "\n";
+            RenderBlock(out, begin, end);
+        }
+    }
+
+private:
+    // Category prefix of a leaf's column combination through level `k`
+    // (inclusive); k = -1 is the empty prefix.
+    bool SamePrefix(size_t a, size_t b, int k) const
+    {
+        const auto& ca = _g.ColumnCombos()[_leaves[a].column];
+        const auto& cb = _g.ColumnCombos()[_leaves[b].column];
+        for (int i = 0; i <= k; ++i)
+            if (ca[static_cast<size_t>(i)] != cb[static_cast<size_t>(i)]) return false;
+        return true;
+    }
+
+    // Runs of leaves in [begin, end) that share the prefix through level k.
+    std::vector<std::pair<size_t, size_t>> Spans(size_t begin, size_t end, int k) const
+    {
+        std::vector<std::pair<size_t, size_t>> spans;
+        for (size_t i = begin; i < end;) {
+            size_t j = i + 1;
+            while (j < end && SamePrefix(i, j, k)) ++j;
+            spans.emplace_back(i, j);
+            i = j;
+        }
+        return spans;
+    }
+
+    size_t SpanWidth(size_t begin, size_t end) const
+    {
+        size_t w = 0;
+        for (size_t i = begin; i < end; ++i) w += _widths[i] + (i > begin ? kGap : 0);
+        return w;
+    }
+
+    std::string CategoryLabel(size_t leaf, size_t level) const
+    {
+        int cat = _g.ColumnCombos()[_leaves[leaf].column][level];
+        return Truncate(_t.columns[level].categories[static_cast<size_t>(cat)].label, kMaxLabel);
+    }
+
+    std::string Value(size_t row, size_t leaf) const
+    {
+        const ResultCell* cell = _g.Cell(_layer, row, _leaves[leaf].column, _leaves[leaf].stat);
+        if (!cell) return "";
+        return FormatFixed(cell->value, _t.statistics[_leaves[leaf].stat].Decimals());
+    }
+
+    void Measure()
+    {
+        const size_t nRows = _g.RowCombos().size();
+        _values.assign(nRows, std::vector<std::string>(_leaves.size()));
+        _widths.assign(_leaves.size(), 0);
+        for (size_t j = 0; j < _leaves.size(); ++j) {
+            _widths[j] = DisplayWidth(_t.statistics[_leaves[j].stat].Heading());
+            for (size_t r = 0; r < nRows; ++r) {
+                _values[r][j] = Value(r, j);
+                _widths[j] = std::max(_widths[j], DisplayWidth(_values[r][j]));
+            }
+        }
+        // Labels wider than the columns under them widen the last of those
+        // columns; inner levels first, so outer labels see the result.
+        for (int k = static_cast<int>(_t.columns.size()) - 1; k >= 0; --k) {
+            for (const auto& [b, e] : Spans(0, _leaves.size(), k)) Widen(b, e, DisplayWidth(CategoryLabel(b, static_cast<size_t>(k))));
+            const size_t need = DisplayWidth(Truncate(_t.columns[static_cast<size_t>(k)].Shown(), kMaxLabel));
+            for (const auto& [b, e] : Spans(0, _leaves.size(), k - 1)) Widen(b, e, need);
+        }
+        for (const auto& v : _t.rows) {
+            size_t w = DisplayWidth(Truncate(v.Shown(), kMaxLabel));
+            for (const auto& c : v.categories) w = std::max(w, DisplayWidth(Truncate(c.label, kMaxLabel)));
+            _stub.push_back(w);
+        }
+        _stubWidth = 0;
+        for (size_t i = 0; i < _stub.size(); ++i) _stubWidth += _stub[i] + (i ? kGap : 0);
+    }
+
+    void Widen(size_t begin, size_t end, size_t need)
+    {
+        size_t have = SpanWidth(begin, end);
+        if (need > have) _widths[end - 1] += need - have;
+    }
+
+    // Consecutive leaves that fit the width beside the row labels; at least
+    // one leaf per block however narrow the terminal.
+    std::vector<std::pair<size_t, size_t>> Blocks() const
+    {
+        std::vector<std::pair<size_t, size_t>> blocks;
+        if (_leaves.empty()) return {{0, 0}};
+        const size_t lead = _stubWidth + (_stub.empty() ? 0 : kGap);
+        for (size_t i = 0; i < _leaves.size();) {
+            size_t j = i + 1;
+            if (_width > 0) {
+                size_t used = lead + _widths[i];
+                while (j < _leaves.size() && used + kGap + _widths[j] <= static_cast<size_t>(_width))
+                    used += kGap + _widths[j++];
+            } else {
+                j = _leaves.size();
+            }
+            blocks.emplace_back(i, j);
+            i = j;
+        }
+        return blocks;
+    }
+
+    void Emit(std::string& out, std::string line) const
+    {
+        RightTrim(line);
+        out += line + "\n";
+    }
+
+    // The row-label part of a line: the given texts in the stub columns.
+    std::string Stub(const std::vector<std::string>& texts) const
+    {
+        std::string s;
+        for (size_t i = 0; i < _stub.size(); ++i) s += (i ? std::string(kGap, ' ') : "") + PadRight(texts[i], _stub[i]);
+        return s;
+    }
+
+    std::string Lead(const std::vector<std::string>& texts) const
+    {
+        return _stub.empty() ? std::string() : Stub(texts) + std::string(kGap, ' ');
+    }
+
+    void RenderBlock(std::string& out, size_t begin, size_t end) const
+    {
+        const std::vector<std::string> blank(_stub.size());
+        for (size_t k = 0; k < _t.columns.size(); ++k) {
+            std::string varLine = Lead(blank), catLine = Lead(blank);
+            bool firstVar = true, firstCat = true;
+            for (const auto& [b, e] : Spans(begin, end, static_cast<int>(k) - 1)) {
+                const size_t w = SpanWidth(b, e);
+                varLine += (firstVar ? "" : std::string(kGap, ' ')) + PadRight(Truncate(_t.columns[k].Shown(), w), w);
+                firstVar = false;
+            }
+            for (const auto& [b, e] : Spans(begin, end, static_cast<int>(k))) {
+                const size_t w = SpanWidth(b, e);
+                catLine += (firstCat ? "" : std::string(kGap, ' ')) + PadRight(Truncate(CategoryLabel(b, k), w), w);
+                firstCat = false;
+            }
+            Emit(out, varLine);
+            Emit(out, catLine);
+        }
+        std::vector<std::string> rowNames;
+        for (const auto& v : _t.rows) rowNames.push_back(Truncate(v.Shown(), kMaxLabel));
+        std::string statLine = Lead(rowNames);
+        for (size_t j = begin; j < end; ++j)
+            statLine += (j > begin ? std::string(kGap, ' ') : "") + PadLeft(_t.statistics[_leaves[j].stat].Heading(), _widths[j]);
+        Emit(out, statLine);
+        const size_t ruleWidth = (_stub.empty() ? 0 : _stubWidth + kGap) + SpanWidth(begin, end);
+        Emit(out, std::string(std::max<size_t>(ruleWidth, 1), '-'));
+
+        const auto& rows = _g.RowCombos();
+        for (size_t r = 0; r < rows.size(); ++r) {
+            std::vector<std::string> labels(_stub.size());
+            for (size_t i = 0; i < _t.rows.size(); ++i) {
+                // An outer label is shown only where its group starts.
+                bool starts = r == 0 || i + 1 == _t.rows.size();
+                for (size_t k = 0; k <= i && !starts; ++k) starts = rows[r][k] != rows[r - 1][k];
+                if (starts) labels[i] = Truncate(_t.rows[i].categories[static_cast<size_t>(rows[r][i])].label, kMaxLabel);
+            }
+            std::string line = Lead(labels);
+            for (size_t j = begin; j < end; ++j)
+                line += (j > begin ? std::string(kGap, ' ') : "") + PadLeft(_values[r][j], _widths[j]);
+            Emit(out, line);
+        }
+    }
+
+    const ResultTable& _t;
+    const TableGrid& _g;
+    size_t _layer;
+    int _width;
+    std::vector<Leaf> _leaves;
+    std::vector<std::vector<std::string>> _values;  // [row][leaf]
+    std::vector<size_t> _widths;                    // per leaf
+    std::vector<size_t> _stub;                      // per row variable
+    size_t _stubWidth = 0;
+};
+
+}  // namespace
+
+std::string RenderText(const ResultSet& results, const TextOptions& options)
+{
+    std::string out;
+    for (const auto& table : results.tables) {
+        TableGrid grid(table);
+        for (size_t l = 0; l < grid.LayerCombos().size(); ++l) {
+            if (!out.empty()) out += "\n";
+            Panel(table, grid, l, options.width).Render(out);
+        }
+    }
+    if (results.skippedCases > 0)
+        out += "\n" + std::to_string(results.skippedCases) +
+               " cases were skipped for a missing, zero or negative weight.\n";
+    return out;
+}
+
+}  // namespace kvtables
