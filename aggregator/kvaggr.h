@@ -5,9 +5,13 @@
 
 #include "AggregationResult.h"
 #include "AggregationStatistic.h"
+#include "CellStatistics.h"
+#include "CellValues.h"
+#include "CubeStatistics.h"
 #include "KvAggrCaseValueReader.h"
 #include "KvAssert.h"
 #include "KvaDistFun.h"
+#include "StatValues.h"
 #include "TableEncryptionCodes.h"
 
 #endif
