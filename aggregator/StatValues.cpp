@@ -125,7 +125,9 @@ double StatValues::ComputeCountExtStat(TableEncryptionCodes::StatisticConf conf,
         if (n == _missing || !(n > 0.0)) return _missing;
         return 100.0 * x / n;
     }
-    if (n == _missing || !(n > 0.0) || _cellValues == _totalValues) return _missing;
+    // A cell is no sample of itself: its own reference has no interval.
+    const bool ownReference = _cellValues != nullptr && _cellValues == _totalValues;
+    if (n == _missing || !(n > 0.0) || ownReference) return _missing;
     if (x == _missing) return _missing;
 
     const double alpha = (1.0 - _confLevel / 100.0) / 2.0;
