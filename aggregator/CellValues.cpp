@@ -257,12 +257,18 @@ void CellValues::AccumulateAll(KvAggrCaseValueReader* reader, double weight, boo
 
 void CellValues::AccumulateAll(const std::vector<KvAggrCaseValueReader*>& readers, double weight, bool first)
 {
+    // Accumulators of one variable usually follow each other: read each
+    // value once per run rather than once per accumulator.
+    int lastVar = -2;
+    bool valid = false;
+    double x = 0.0;
     for (const auto& acc : _cellStats.GetAccumulators()) {
-        double x = 0.0;
-        const KvAggrCaseValueReader* reader =
-            (acc.summaryVar >= 0 && acc.summaryVar < static_cast<int>(readers.size())) ? readers[acc.summaryVar]
-                                                                                       : nullptr;
-        const bool valid = ReadValue(reader, x);
+        if (acc.summaryVar != lastVar) {
+            lastVar = acc.summaryVar;
+            const KvAggrCaseValueReader* reader =
+                (lastVar >= 0 && lastVar < static_cast<int>(readers.size())) ? readers[lastVar] : nullptr;
+            valid = ReadValue(reader, x);
+        }
         Accumulate(acc, valid, x, weight, first);
     }
 }
