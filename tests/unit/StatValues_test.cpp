@@ -220,3 +220,41 @@ TEST(StatValuesDeathTest, MisuseIsFatal)
     sv.SetStatValues(cell.get());
     EXPECT_DEATH(sv.GetStatValue(0), kvtest::AssertRegex("assertion \"_baseValues[baseType]\""));
 }
+
+// Two base layouts (types 0 and 3, numbered 0 and 1). A set cell of 4 cases
+// with 2 responses each; base 0 holds 25 cases with one response each, base
+// 1 holds 10 cases with 2 responses each. Ratios by hand.
+TEST(StatValues, PercentagesReadTheirOwnBaseLayout)
+{
+    CellStatistics cube(Requests({kCountPct0, kCountPct3, kResponsesPct3, kResponsesCountPct0, kUCountResponsesPct3}));
+    cube.SetCategoricalStatistics();
+    std::vector<AggregationStatistic> stats0, stats1;
+    std::vector<int> vars;
+    cube.GetBaseStats(stats0, vars, 0, 0);
+    cube.GetBaseStats(stats1, vars, 3, 1);
+    CellStatistics base0(stats0), base1(stats1);
+    base0.SetCategoricalStatistics();
+    base1.SetCategoricalStatistics();
+
+    auto mrCell = [](CellStatistics& layout, int cases, double responses) {
+        auto cell = std::make_unique<CellValues>(layout, responses, true, false, 1.0, false);
+        for (int i = 1; i < cases; ++i) cell->UpdateMRSetValues(responses, true, false, 1.0);
+        return cell;
+    };
+    auto cell = mrCell(cube, 4, 2.0);
+    auto b0 = mrCell(base0, 25, 1.0);
+    auto b1 = mrCell(base1, 10, 2.0);
+    StatValues sv(&cube);
+    sv.SetStatValues(cell.get());
+    sv.AddBaseValues(b0.get());
+    sv.AddBaseValues(b1.get());
+    EXPECT_DOUBLE_EQ(sv.GetStatValue(0).GetValue1(), 16.0);  // 4 of 25 cases
+    EXPECT_DOUBLE_EQ(sv.GetStatValue(1).GetValue1(), 40.0);  // 4 of 10 cases
+    EXPECT_DOUBLE_EQ(sv.GetStatValue(2).GetValue1(), 40.0);  // 8 of 20 responses
+    EXPECT_DOUBLE_EQ(sv.GetStatValue(3).GetValue1(), 32.0);  // 8 responses per 25 cases
+    EXPECT_DOUBLE_EQ(sv.GetStatValue(4).GetValue1(), 20.0);  // 4 cases per 20 responses, unweighted
+
+    sv.ClearBaseValues();
+    sv.AddBaseValues(b0.get());
+    EXPECT_DEATH(sv.GetStatValue(1), kvtest::AssertRegex("assertion \"_baseValues[baseType]\""));
+}
