@@ -42,7 +42,9 @@ public:
     static double veskcdff(const double& x, const double& df1, const double& df2, long& err);
     static double veskidff(const double& p, const double& df1, const double& df2, long& err);
     static double veskidfchi(const double& p, const double& df, long& err);
-    static double idfchb(const double& p, const double& df, long& err);
+    // Search for the chi-square quantile on gammad, from a starting value
+    // (the AS 91 result when there is one).
+    static double idfchb(const double& p, const double& df, const double& start, long& err);
 
     // ---- binomial, median interval, grouped percentile ----
     static double PdfBin(double k, double n, double prob, long& err);

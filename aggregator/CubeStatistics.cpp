@@ -1,0 +1,246 @@
+#include "CubeStatistics.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <iterator>
+#include <vector>
+
+#include "KvaDistFun.h"
+
+namespace {
+
+// Process-wide median option: written once, on the first cell, without a lock
+// (the library runs on one thread).
+bool s_medianOptRead = false;
+bool s_medianOpt = false;
+
+void CollectMap(const KvFreqTable& freq, std::vector<double>& values, std::vector<double>& weights, double& total)
+{
+    values.reserve(freq.size());
+    weights.reserve(freq.size());
+    total = 0.0;
+    for (const auto& vw : freq) {
+        values.push_back(vw.first);
+        weights.push_back(vw.second);
+        total += vw.second;
+    }
+}
+
+}  // namespace
+
+bool CubeStatistics::IsZeroDiff(double a, double b, double k)
+{
+    const double diff = std::fabs(a - b);
+    if (diff == 0.0) return true;
+    if (a == 0.0 || b == 0.0) return false;
+    return std::fmax(std::fabs(a), std::fabs(b)) * k * MEPS_DOUBLE >= diff;
+}
+
+bool CubeStatistics::ValueInRange(double x, const AggregationStatistic& stat)
+{
+    const int code = stat.GetSummaryStatistic();
+    if (code < TableEncryptionCodes::kPctLT || code > TableEncryptionCodes::kUCountGTLT) return false;
+    const double lo = stat.GetLowerLimit();
+    const double hi = stat.GetUpperLimit();
+    switch ((code - TableEncryptionCodes::kPctLT) / 4) {
+    case 0: return x < hi;
+    case 1: return x <= hi;
+    case 2: return x > lo;
+    case 3: return x >= lo;
+    case 4: return x == lo;
+    case 5: return lo <= x && x <= hi;
+    case 6: return lo <= x && x < hi;
+    case 7: return false;  // GTLE: accepted as a request, but counts nothing
+    case 8: return lo < x && x < hi;
+    default: return false;
+    }
+}
+
+double CubeStatistics::TotalWeight(const KvFreqTable& freq)
+{
+    double total = 0.0;
+    for (const auto& vw : freq) total += vw.second;
+    return total;
+}
+
+// Walks down from above the largest value. cumBelow is the weight of the
+// values below the current one; the tolerance of an exact meeting grows by one
+// machine epsilon per value passed, because every step subtracts once more.
+CubeStatistics::PtileWalk CubeStatistics::Walk(const KvFreqTable& freq, double target, double total)
+{
+    auto it = freq.end();
+    double cum = total;
+    double steps = 0.0;
+    for (;;) {
+        if (IsZeroDiff(target, cum, steps)) break;
+        if (it == freq.begin()) break;
+        --it;
+        cum -= it->second;
+        steps += 1.0;
+        if (cum <= target) break;
+    }
+    PtileWalk walk;
+    walk.current = it;
+    walk.cumBelow = cum;
+    walk.noStep = (steps == 0.0);
+    walk.atSmallest = !walk.noStep && it == freq.begin();
+    walk.metExactly = IsZeroDiff(target, cum, steps);
+    return walk;
+}
+
+double CubeStatistics::GetPtile(const KvFreqTable& freq, double p, int& status)
+{
+    status = kPtileOk;
+    if (freq.empty()) {
+        status = kPtileEmpty;
+        return sysmis;
+    }
+    if (p < 0.0 || p > 100.0) {
+        status = kPtileOutOfRange;
+        return sysmis;
+    }
+    if (freq.size() == 1) return freq.begin()->first;
+    if (IsZeroDiff(p, 0.0, 1.0)) {
+        status = kPtileExtreme;
+        return freq.begin()->first;
+    }
+    if (IsZeroDiff(p, 100.0, 1.0)) {
+        status = kPtileExtreme;
+        return freq.rbegin()->first;
+    }
+    const double total = TotalWeight(freq);
+    const PtileWalk walk = Walk(freq, p / 100.0 * total, total);
+    if (walk.atSmallest) return freq.begin()->first;
+    if (walk.noStep) return freq.rbegin()->first;
+    if (walk.metExactly) return (walk.current->first + std::prev(walk.current)->first) * 0.5;
+    return walk.current->first;
+}
+
+AggregationResult CubeStatistics::GetCIPtile(const KvFreqTable& freq, double p, double level, double sumSqWeights,
+                                             int& status)
+{
+    AggregationResult limits;
+    status = kPtileOk;
+    if (freq.empty()) {
+        status = kPtileEmpty;
+        return limits;
+    }
+    if (p < 0.0 || p > 100.0) {
+        status = kPtileOutOfRange;
+        return limits;
+    }
+    if (freq.size() == 1) return limits;
+    if (IsZeroDiff(p, 0.0, 1.0) || IsZeroDiff(p, 100.0, 1.0)) {
+        status = kPtileExtreme;
+        return limits;
+    }
+    const double total = TotalWeight(freq);
+    const double effSize = (sumSqWeights != sysmis && sumSqWeights > 0.0) ? total * total / sumSqWeights : sysmis;
+
+    const PtileWalk walk = Walk(freq, p / 100.0 * total, total);
+    // A percentile on the smallest value, or at the very top, has no rank to
+    // build an interval on.
+    if (walk.atSmallest || walk.noStep) return limits;
+    const double cum = walk.metExactly ? walk.cumBelow : walk.cumBelow + walk.current->second;
+    if (!(total > 0.0)) return limits;
+
+    const double alpha = (1.0 - level / 100.0) * 0.5;
+    double a;
+    double b;
+    if (effSize == sysmis) {
+        const double c = std::floor(cum + 0.5);
+        const double w = std::floor(total + 0.5);
+        a = c + 0.5;
+        b = w - c + 0.5;
+    } else {
+        a = cum / total * effSize + 0.5;
+        b = (1.0 - cum / total) * effSize + 0.5;
+    }
+    const double qLow = KvaDistFun::IdfBet(alpha, a, b);
+    const double qHigh = KvaDistFun::IdfBet(1.0 - alpha, a, b);
+    if (qLow == KvaDistFun::_missing) {
+        status = kPtileOutOfRange;
+        return limits;
+    }
+    limits.SetValue1(GetPtile(freq, 100.0 * qLow, status));
+    if (status == kPtileOk) {
+        if (qHigh == KvaDistFun::_missing) {
+            status = kPtileOutOfRange;
+            return limits;
+        }
+        limits.SetValue2(GetPtile(freq, 100.0 * qHigh, status));
+    }
+    return limits;
+}
+
+AggregationResult CubeStatistics::GetCIMedian(const KvFreqTable& freq, double level)
+{
+    std::vector<double> values;
+    std::vector<double> weights;
+    double total = 0.0;
+    CollectMap(freq, values, weights, total);
+    double lower = sysmis;
+    double upper = sysmis;
+    double coverage = sysmis;
+    KvaDistFun::Mednci(static_cast<long>(values.size()), values, weights, total, level, false, lower, upper,
+                       coverage);
+    AggregationResult result(lower);
+    result.SetValue2(upper);
+    result.SetValue3(coverage);
+    return result;
+}
+
+double CubeStatistics::GetGPtile(const KvFreqTable& freq, double p, int& status)
+{
+    std::vector<double> values;
+    std::vector<double> weights;
+    const std::vector<double> bounds;
+    double total = 0.0;
+    CollectMap(freq, values, weights, total);
+    double result = sysmis;
+    long gpStatus = 0;
+    KvaDistFun::GPTile(static_cast<long>(values.size()), p, values, weights, bounds, 0, result, gpStatus);
+    status = static_cast<int>(gpStatus);
+    return result;
+}
+
+double CubeStatistics::GetMode(const KvFreqTable& freq)
+{
+    double mode = sysmis;
+    double best = 0.0;
+    for (const auto& vw : freq) {
+        if (vw.second > best) {
+            best = vw.second;
+            mode = vw.first;
+        }
+    }
+    return mode;
+}
+
+double CubeStatistics::GetModeUpper(const KvFreqTable& freq)
+{
+    double mode = sysmis;
+    double best = 0.0;
+    for (const auto& vw : freq) {
+        if (vw.second >= best) {
+            best = vw.second;
+            mode = vw.first;
+        }
+    }
+    return mode;
+}
+
+bool MedianCIOptFromText(const char* text)
+{
+    if (text == nullptr || *text == '\0') return false;
+    return std::strtol(text, nullptr, 10) == 1;
+}
+
+void SetMedianCIOpt()
+{
+    if (s_medianOptRead) return;
+    s_medianOpt = MedianCIOptFromText(std::getenv("KVGRID_MEDIAN_CI_OPT"));
+    s_medianOptRead = true;
+}
+
+bool GetMedianCIOpt() { return s_medianOpt; }
