@@ -458,7 +458,7 @@ bool CubeAggregator::SetCellKey(std::vector<const AggregationCategory*> const& c
                 element = category->GetCatEncoding();
                 break;
             case AggregationCategory::kValue:
-                element = tableDim->GetCategoryEncoding(category->GetCatValue(), category->GetValueType());
+                element = tableDim->GetCategoryEncoding(&category->GetCatValue(), category->GetValueType());
                 break;
             case AggregationCategory::kVariable: {
                 OBS varIndex;

@@ -143,7 +143,7 @@ const std::vector<AggregationCategory*>& TableCVariable::GetCategoryPointers()
         manager.OrderCategories();
         _categories = manager.GetCategories();
         _hiddenCategories = manager.GetHiddenCategories();
-        SortByStatisticHook(manager);
+        SortByStatistic(manager);
     }
 
     CountCategories();
@@ -152,14 +152,3 @@ const std::vector<AggregationCategory*>& TableCVariable::GetCategoryPointers()
     return _categories;
 }
 
-void TableCVariable::SortByStatisticHook(CategoryManager& manager)
-{
-    if (!HasSyntaxVariable() || GetSyntaxVariable().GetSortKey() != TableEncryptionCodes::kStatisticSort) return;
-    if (GetSortAggregator() == nullptr) return;
-    // Joins with the cube engine, which defines GetSortValues:
-    //     std::vector<double> values;
-    //     GetSortValues(values);  // reads _categories, set above
-    //     manager.OrderByStats(values);
-    //     _categories = manager.GetCategories();
-    static_cast<void>(manager);
-}

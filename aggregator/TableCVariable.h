@@ -41,9 +41,6 @@ private:
     // The single cell of a case that the dimension does not encode.
     bool NotEncoded();
     void DeleteCategories();
-    // Sorting the built categories by a statistic of the sort aggregator's
-    // cells. Inert until the cube engine defines GetSortValues.
-    void SortByStatisticHook(CategoryManager& manager);
 
     int _varIndex;
     ObsVecMap* _valueMap;            // owned; value -> (cell index, subtotal encoding)

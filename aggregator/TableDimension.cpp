@@ -4,6 +4,7 @@
 
 #include "AggregationCategory.h"
 #include "AggregationStatistic.h"
+#include "CategoryManager.h"
 #include "CellKey.h"
 #include "CubeAggregator.h"
 #include "CubeMetadata.h"
@@ -209,4 +210,14 @@ void TableDimension::GetSortValues(std::vector<double>& values) const
         if (nDim == 2) key[1] = TableEncryptionCodes::kTotalCategory;
         values.push_back(_sortAggregator->GetSortValue(key));
     }
+}
+
+void TableDimension::SortByStatistic(CategoryManager& manager)
+{
+    if (!_syntaxVariable || _syntaxVariable->GetSortKey() != TableEncryptionCodes::kStatisticSort) return;
+    if (!_sortAggregator) return;
+    std::vector<double> values;
+    GetSortValues(values);
+    manager.OrderByStats(values);
+    _categories = manager.GetCategories();
 }

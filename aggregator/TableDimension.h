@@ -20,6 +20,7 @@
 
 class AggregationCategory;
 class AggregationStatistic;
+class CategoryManager;
 class CubeAggregator;
 class CubeMetadata;
 class KvAggrCaseValueReader;
@@ -183,6 +184,10 @@ public:
 protected:
     // Sets _numCategories and _numZeroFlagCategories from _categories.
     void CountCategories();
+    // When the description sorts by a statistic and the sort aggregator has
+    // seen the data: reorders the manager's list by the sort values and takes
+    // it back into _categories.
+    void SortByStatistic(CategoryManager& manager);
 
     DimensionType _dimensionType;
     int _numCatCells;

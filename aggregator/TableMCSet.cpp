@@ -274,7 +274,7 @@ const std::vector<AggregationCategory*>& TableMCSet::GetCategoryPointers()
         manager.OrderMCCategories(_valueType);
         _categories = manager.GetCategories();
         _hiddenCategories = manager.GetHiddenCategories();
-        SortByStatisticHook(manager);
+        SortByStatistic(manager);
     }
 
     CountCategories();
@@ -283,14 +283,3 @@ const std::vector<AggregationCategory*>& TableMCSet::GetCategoryPointers()
     return _categories;
 }
 
-void TableMCSet::SortByStatisticHook(CategoryManager& manager)
-{
-    if (GetSyntaxVariable().GetSortKey() != TableEncryptionCodes::kStatisticSort) return;
-    if (GetSortAggregator() == nullptr) return;
-    // Joins with the cube engine, which defines GetSortValues:
-    //     std::vector<double> values;
-    //     GetSortValues(values);  // reads _categories, set above
-    //     manager.OrderByStats(values);
-    //     _categories = manager.GetCategories();
-    static_cast<void>(manager);
-}

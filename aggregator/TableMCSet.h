@@ -53,9 +53,6 @@ private:
     void InsertCatCount(int cell);
     void DeleteCategories();
     void CreateReaders(VESK_InputCaseIterator& iterator);
-    // Sorting the built categories by a statistic of the sort aggregator's
-    // cells. Inert until the cube engine defines GetSortValues.
-    void SortByStatisticHook(CategoryManager& manager);
 
     std::vector<int> _indexList;
     ObsVecMap* _valueMap;  // owned; value at set width -> (cell index, subtotal encoding)

@@ -262,7 +262,7 @@ const std::vector<AggregationCategory*>& TableMDSet::GetCategoryPointers()
         manager.OrderMDCategories();
         _categories = manager.GetCategories();
         _hiddenCategories = manager.GetHiddenCategories();
-        SortByStatisticHook(manager);
+        SortByStatistic(manager);
         PrepareMDCategories(_iterator->GetDataSource());
     }
 
@@ -294,14 +294,3 @@ void TableMDSet::PrepareMDCategories(const VESK_DataSource& ds)
     }
 }
 
-void TableMDSet::SortByStatisticHook(CategoryManager& manager)
-{
-    if (_set->GetSortKey() != TableEncryptionCodes::kStatisticSort) return;
-    if (GetSortAggregator() == nullptr) return;
-    // Joins with the cube engine, which defines GetSortValues:
-    //     std::vector<double> values;
-    //     GetSortValues(values);  // reads _categories, set above
-    //     manager.OrderByStats(values);
-    //     _categories = manager.GetCategories();
-    static_cast<void>(manager);
-}

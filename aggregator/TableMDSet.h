@@ -55,9 +55,6 @@ private:
     AggregationCategory* MakeVariableCategory(size_t iVar) const;
     AggregationCategory* MakeSubtotalCategory(int encoding) const;
     void DeleteCategories();
-    // Sorting the built categories by a statistic of the sort aggregator's
-    // cells. Inert until the cube engine defines GetSortValues.
-    void SortByStatisticHook(CategoryManager& manager);
 
     std::vector<int> _indexList;
     std::vector<KvAggrCaseValueReader*> _readers;  // owned, in _indexList order

@@ -3,6 +3,7 @@
 #include <cfloat>
 
 #include "AggregationStatistic.h"
+#include "CubeAggregator.h"
 #include "KvAggrCaseValueReader.h"
 #include "KvAssert.h"
 #include "TableCVariable.h"
@@ -99,8 +100,9 @@ bool TableMetadata::EncodeCase()
     else if (_baseWeightIndex < 0) _caseWeight = _procIterator->Weight();
     else _caseWeight = *_iterator->GetNumericValue(_baseWeightIndex);
 
-    // The sort aggregators (CubeAggregator::AddNewCase of each, in order)
-    // are fed here once the cube engine exists.
+    // Dimensions sorted by a statistic keep aggregators of their own; they see
+    // exactly the cases the cubes see.
+    for (CubeAggregator* aggregator : _sortAggregators) aggregator->AddNewCase();
     return true;
 }
 

@@ -35,7 +35,7 @@ public:
 std::vector<int> Entries(const CellKey& k)
 {
     std::vector<int> v;
-    for (int i = 0; i < k.length(); ++i) v.push_back(k[i]);
+    for (int i = 0; i < static_cast<int>(k.length()); ++i) v.push_back(k[i]);
     return v;
 }
 

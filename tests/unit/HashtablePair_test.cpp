@@ -60,7 +60,7 @@ TEST(CellKey, CopyKeepsTheCachedHashAndOrderingIsLengthFirst)
     EXPECT_EQ(copy[0], 7);
     CellKey assigned(3);
     assigned = *a;
-    EXPECT_EQ(assigned.length(), 2);
+    EXPECT_EQ(assigned.length(), 2u);
     EXPECT_EQ(assigned[1], 4);
 
     std::unique_ptr<CellKey> shortKey(Key({9})), k12(Key({1, 2})), k13(Key({1, 3}));
@@ -173,7 +173,7 @@ TEST(KvAggrHashtablePair, ClearKeepsPairsAliveAndRecyclesNodes)
     EXPECT_EQ(table.size(), 0);
     EXPECT_EQ(table.GetFreeNodeCount(), 10);
     EXPECT_EQ(table.begin(), table.end());
-    EXPECT_EQ(keys[3]->length(), 1);  // still ours and alive
+    EXPECT_EQ(keys[3]->length(), 1u);  // still ours and alive
     for (int i = 0; i < 4; ++i) table.put(keys[static_cast<size_t>(i)].get(), nullptr);
     EXPECT_EQ(table.GetFreeNodeCount(), 6);  // reused, not allocated
     table.clear();
