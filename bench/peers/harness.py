@@ -143,18 +143,16 @@ def _stat_name(cell):
     if isinstance(st, dict):
         cut = st.get("cut", cut)
         st = st.get("name", "")
-    st = str(st)
-    m = re.match(r"\s*([A-Za-z]+)\s*\(?\s*([0-9.]*)", st)
-    name, num = (m.group(1), m.group(2)) if m else (st, "")
-    if name.lower() == "ptile":
-        if not num and cut is not None:
-            num = str(cut)
-        try:
-            num = "%g" % float(num)
-        except ValueError:
-            pass
-        return "Ptile" + num
-    return name
+    st = str(st).strip()
+    m = re.match(r"(?i)ptile\W*([0-9.]*)", st)
+    if not m:
+        return st
+    num = m.group(1) or ("" if cut is None else str(cut))
+    try:
+        num = "%g" % float(num)
+    except ValueError:
+        pass
+    return "Ptile" + num
 
 
 def _dims_match(items, want):
