@@ -314,6 +314,7 @@ NOTES = """Notes:
   measured inside the peer scripts (reading the CSV into memory; computing the tables). kvtables reads
   and aggregates in one pass, so it has no separate load time unless it reports one. Peak RSS is the
   largest maximum resident set size over the timed runs (getrusage of the child process).
+  "total / kvtables" is a tool's median total divided by kvtables' median total: above 1, kvtables is faster.
 - Every tool runs with the number of threads given (default 1: kvtables is single-threaded); pandas is
   single-threaded anyway, data.table gets setDTthreads(), DuckDB its `threads` setting.
 - Peers read only the columns a workload needs (a favour to them); kvtables is given the whole file.
@@ -339,7 +340,9 @@ def write_results(path, n, args, summary, tools, kv_state, check_rows, bad, size
     body = ["<!-- run N=%d -->" % n, "## N = %s cases" % format(n, ","), "",
             "Run %s: `bench/compare.sh %d --write-results` (%d timed runs per tool and workload, %d thread%s per tool, "
             "CSV %.0f MB)." % (date, n, args.reps, args.threads, "" if args.threads == 1 else "s", size_mb), "",
-            "Machine: %s." % machine_facts(), "",
+            "Machine: %s. Load average (1 min) before the timed runs %.2f, after %.2f (other work on "
+            "the machine slows every tool; the turns spread it over all of them)." % (
+                machine_facts(), args.load_before, args.load_after), "",
             "Versions: " + "; ".join("%s: %s" % (k, v) for k, v in vers.items()) +
             ("" if "kvtables" in vers else "; kvtables: %s" % kv_state) + ".", ""]
     body += report_tables(summary, tools, WORKLOADS if args.workloads is None else args.workloads, kv_state)
@@ -433,6 +436,7 @@ def main():
         print("self-check: %d passed, %d failed" % (total - len(bad), len(bad) + len(errors)))
         return 0 if ok else 1
 
+    args.load_before = os.getloadavg()[0]
     samples = {(t, w): [] for t in tools for w in workloads}
     for rep in range(args.reps):
         for wi, w in enumerate(workloads):
@@ -442,8 +446,10 @@ def main():
                 samples[(t, w)].append(r)
                 log("run %d/%d %-10s %s  %s s%s" % (rep + 1, args.reps, t, w, fmt_s(r["total"]),
                                                    ("  FAILED: " + r["error"][:200]) if r["error"] else ""))
+    args.load_after = os.getloadavg()[0]
     summary = summarize(samples)
     print()
+    print("load average (1 min) before the timed runs %.2f, after %.2f" % (args.load_before, args.load_after))
     print("\n".join(report_tables(summary, tools, workloads, kv_state)))
     if args.write_results:
         write_results(args.write_results, n, args, summary, tools, kv_state, rows, bad, size_mb)
