@@ -77,9 +77,11 @@ BUILD="${KVTABLES_BUILD_DIR:-$ROOT/build}"
 if [ -z "$KV" ]; then
   if [ -f "$ROOT/tools/kvtables/CMakeLists.txt" ]; then
     log="$BENCH/data/kvtables-build.log"
+    : >"$log"
     if [ ! -f "$BUILD/CMakeCache.txt" ]; then
+      [ -x "$ROOT/scripts/install-deps.sh" ] && "$ROOT/scripts/install-deps.sh" >>"$log" 2>&1 || true
       say "configuring $BUILD (Release)"
-      cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=Release >"$log" 2>&1 || true
+      cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=Release >>"$log" 2>&1 || true
     fi
     say "building kvtables (log: $log)"
     if timeout 1800 nice cmake --build "$BUILD" --target kvtables -j 1 >>"$log" 2>&1 \
