@@ -357,11 +357,9 @@ def write_results(path, n, args, summary, tools, kv_state, check_rows, bad, size
     if os.path.exists(path):
         with open(path) as f:
             old = f.read()
-    sections = re.findall(r"<!-- run N=(\d+) -->.*?<!-- end run -->\n?", old, flags=re.S)
     blocks = dict((int(m.group(1)), m.group(0)) for m in
                   re.finditer(r"<!-- run N=(\d+) -->.*?<!-- end run -->\n?", old, flags=re.S))
     blocks[n] = "\n".join(body)
-    del sections
     with open(path, "w") as f:
         f.write("\n".join(head) + "\n")
         for k in sorted(blocks):
