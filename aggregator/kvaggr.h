@@ -1,5 +1,5 @@
-// Umbrella header: every public header of the library (the host platform
-// headers come with them).
+// Umbrella header: every public header of the library, then the host
+// platform layer (datasets, loaders, iterators) that a program uses with it.
 #ifndef KVAGGR_KVAGGR_H
 #define KVAGGR_KVAGGR_H
 
@@ -31,5 +31,19 @@
 #include "TableMCSet.h"
 #include "TableMDSet.h"
 #include "TableMetadata.h"
+
+#include "BP_Character.h"
+#include "CaseValue.h"
+#include "CsvLoader.h"
+#include "CsvReader.h"
+#include "DataDictionary.h"
+#include "HostError.h"
+#include "InMemoryDataset.h"
+#include "OBS.h"
+#include "ObsVecMap.h"
+#include "VESK_DataSource.h"
+#include "VESK_InputCaseIterator.h"
+#include "VESK_ValueLabelMap.h"
+#include "VESK_Variable.h"
 
 #endif
