@@ -497,6 +497,10 @@ TEST_F(LateCategories, ExplicitListRebuildsFromTheItems)
     EXPECT_EQ(Show(m.GetCategories()), "1 S-101");
     m.AddCategories({Cat(5), Cat(1)});
     EXPECT_EQ(Show(m.GetCategories()), "1 S-101 5");
+    // The subtotal the manager made belongs to whoever takes the list (a
+    // dimension); here that is the test.
+    for (AggregationCategory* c : m.GetCategories())
+        if (c->GetCatType() == AggregationCategory::kSubtotal) pool.emplace_back(c);
 }
 
 TEST_F(LateCategories, MisuseIsFatal)
