@@ -262,6 +262,21 @@ void Runner::BuildCube(TableBuild& build)
         build.cellStats.push_back(indexOf(s));
     }
     if (build.scale) {
+        // The engine deletes listwise within a cube, over the variables of
+        // the cube's statistics. The request means every summary variable of
+        // the request, so each summary table also asks (without showing it)
+        // for the valid N of the others.
+        if (_request.missing == MissingMode::Listwise) {
+            std::vector<int> others;
+            for (const TableRequest& o : _request.tables)
+                if (o.summaryIndex >= 0 && o.summaryIndex != t.summaryIndex &&
+                    std::find(others.begin(), others.end(), o.summaryIndex) == others.end())
+                    others.push_back(o.summaryIndex);
+            for (int v : others) {
+                stats.emplace_back(v, TEC::kValidN);
+                build.cellStats.push_back(-1);
+            }
+        }
         build.cube->AddScaleStatistics(stats);
     } else if (t.totalStatistics.empty()) {
         build.cube->AddCategoryStatistics(stats, build.statisticsVariable);
