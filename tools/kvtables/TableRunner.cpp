@@ -256,12 +256,21 @@ void Runner::BuildCube(TableBuild& build)
     };
 
     build.scale = t.summaryIndex >= 0;
+    auto listed = [](const std::vector<StatisticRequest>& list, const StatisticRequest& s) {
+        return std::any_of(list.begin(), list.end(), [&](const StatisticRequest& x) { return SameRequest(x, s); });
+    };
     std::vector<AggregationStatistic> stats;
-    for (const StatisticRequest& s : t.statistics) {
-        stats.push_back(MakeStatistic(s, build.scale ? t.summaryIndex : -1));
-        build.cellStats.push_back(indexOf(s));
-    }
     if (build.scale) {
+        // Scale cubes know no separate statistics for totals: the cube
+        // computes every statistic shown anywhere, and reading picks the
+        // totals' list on total and subtotal cells.
+        const bool separate = !t.totalStatistics.empty();
+        for (size_t i = 0; i < build.shown.size(); ++i) {
+            stats.push_back(MakeStatistic(build.shown[i], t.summaryIndex));
+            const int shownIndex = static_cast<int>(i);
+            build.cellStats.push_back(!separate || listed(t.statistics, build.shown[i]) ? shownIndex : -1);
+            build.totalStats.push_back(!separate || listed(t.totalStatistics, build.shown[i]) ? shownIndex : -1);
+        }
         // The engine deletes listwise within a cube, over the variables of
         // the cube's statistics. The request means every summary variable of
         // the request, so each summary table also asks (without showing it)
@@ -275,30 +284,37 @@ void Runner::BuildCube(TableBuild& build)
             for (int v : others) {
                 stats.emplace_back(v, TEC::kValidN);
                 build.cellStats.push_back(-1);
+                build.totalStats.push_back(-1);
             }
         }
         build.cube->AddScaleStatistics(stats);
-    } else if (t.totalStatistics.empty()) {
-        build.cube->AddCategoryStatistics(stats, build.statisticsVariable);
     } else {
-        std::vector<AggregationStatistic> totals;
-        for (const StatisticRequest& s : t.totalStatistics) totals.push_back(MakeStatistic(s, -1));
-        build.cube->AddCategoryAndTotalStatistics(stats, build.statisticsVariable, totals);
-    }
-    // The total cells' layout, read back from the engine: it may leave out
-    // total statistics that the cells compute already.
-    const CubeAggregator* agg = build.cube->GetCubeAggregator();
-    if (agg->GetTotalStats() != agg->GetCellStats()) {
-        const CellStatistics& layout = *agg->GetTotalStats();
-        for (int i = 0; i < layout.GetNumStatistics(); ++i) {
-            const AggregationStatistic& a = layout.GetStatistic(i);
-            int found = -1;
-            for (const StatisticRequest& s : t.totalStatistics)
-                if (a.IsSame(MakeStatistic(s, -1), true)) found = indexOf(s);
-            build.totalStats.push_back(found);
+        for (const StatisticRequest& s : t.statistics) {
+            stats.push_back(MakeStatistic(s, -1));
+            build.cellStats.push_back(indexOf(s));
         }
-    } else {
-        build.totalStats = build.cellStats;
+        if (t.totalStatistics.empty()) {
+            build.cube->AddCategoryStatistics(stats, build.statisticsVariable);
+        } else {
+            std::vector<AggregationStatistic> totals;
+            for (const StatisticRequest& s : t.totalStatistics) totals.push_back(MakeStatistic(s, -1));
+            build.cube->AddCategoryAndTotalStatistics(stats, build.statisticsVariable, totals);
+        }
+        // The total cells' layout, read back from the engine: it may leave
+        // out total statistics that the cells compute already.
+        const CubeAggregator* agg = build.cube->GetCubeAggregator();
+        if (agg->GetTotalStats() != agg->GetCellStats()) {
+            const CellStatistics& layout = *agg->GetTotalStats();
+            for (int i = 0; i < layout.GetNumStatistics(); ++i) {
+                const AggregationStatistic& a = layout.GetStatistic(i);
+                int found = -1;
+                for (const StatisticRequest& s : t.totalStatistics)
+                    if (a.IsSame(MakeStatistic(s, -1), true)) found = indexOf(s);
+                build.totalStats.push_back(found);
+            }
+        } else {
+            build.totalStats = build.cellStats;
+        }
     }
     build.cube->SetCILevel(_request.ciLevel);
 
@@ -500,11 +516,15 @@ ResultTable Runner::Read(TableBuild& build)
                 for (const AggregationCategory* c : key) pcompute |= c->GetCatType() == AggregationCategory::kPCompute;
 
                 StatValues* sv = pcompute ? nullptr : agg->GetStatValues(key, -1);
+                // Totals and subtotals of the statistics variable show the
+                // total statistics; an existing cell says which layout it has.
+                const bool onTotal = statsDim >= 0 && key[static_cast<size_t>(statsDim)]->GetCatEncoding() < 0;
                 const std::vector<int>* order = &build.cellStats;
-                if (sv) {
+                if (build.scale) {
+                    if (onTotal) order = &build.totalStats;
+                } else if (sv) {
                     if (&sv->GetCellValues()->GetCellStats() != agg->GetCellStats()) order = &build.totalStats;
-                } else if (!build.scale && statsDim >= 0 && key[static_cast<size_t>(statsDim)]->GetCatEncoding() < 0 &&
-                           agg->GetTotalStats() != agg->GetCellStats()) {
+                } else if (onTotal && agg->GetTotalStats() != agg->GetCellStats()) {
                     order = &build.totalStats;
                 }
                 for (size_t i = 0; i < order->size(); ++i) {

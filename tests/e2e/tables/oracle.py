@@ -382,6 +382,12 @@ def order_and_lists():
     cells = [c for c in cells if not (c[0].startswith("Total |") and c[0].endswith("CountPct1"))]
     write("total_statistics", [("Total statistics", cells)], comment=gen)
 
+    # The same for summary statistics: the total row shows Mean and ValidN.
+    cells = summary_table([region(total=True)], [], "income", ["Mean", "StdDev", "ValidN"])
+    cells = [c for c in cells if not (c[0].startswith("Total |") and c[0].endswith("StdDev"))
+             and not (not c[0].startswith("Total |") and c[0].endswith("ValidN"))]
+    write("total_statistics_summary", [("Income", cells)], comment=gen)
+
     # Label option 1 (row labels opposite) turns the row percentage's base
     # into the column: dimension 1 (sex) held, region free.
     write("label_option", [("Opposite", count_table([region()], [sex()], [], ["CountPct0", "CountPct1"],
