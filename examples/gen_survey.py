@@ -105,9 +105,9 @@ def labels(mapping):
     return [{"value": k, "label": v} for k, v in mapping.items()]
 
 
-def fmt(spec):
+def fmt(text):
     """"F8.2" -> {"type": "F", "width": 8, "decimals": 2}."""
-    kind, rest = spec[0], spec[1:]
+    kind, rest = text[0], text[1:]
     width, _, decimals = rest.partition(".")
     out = {"type": kind, "width": int(width)}
     if kind != "A":
