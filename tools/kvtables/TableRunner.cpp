@@ -112,8 +112,7 @@ private:
     ResultTable Read(TableBuild& build);
     ResultAxisVariable ReadAxis(AggregationVariable* desc, const AxisEntry& entry,
                                 std::vector<const AggregationCategory*>& categories);
-    bool BaseHasCases(const ResultTable& table, const TableBuild& build, const std::vector<const AggregationCategory*>& key,
-                      int baseType);
+    bool BaseHasCases(const TableBuild& build, const std::vector<const AggregationCategory*>& key, int baseType);
 
     const Request& _request;
     VESK_InputCaseIterator& _cases;
@@ -545,7 +544,7 @@ ResultTable Runner::Read(TableBuild& build)
                         cell.value = 0.0;
                     } else {
                         const int base = PercentBaseType(code);
-                        if (base >= 0 && BaseHasCases(out, build, key, base)) cell.value = 0.0;
+                        if (base >= 0 && BaseHasCases(build, key, base)) cell.value = 0.0;
                     }
                     out.cells.push_back(std::move(cell));
                 }
@@ -557,8 +556,7 @@ ResultTable Runner::Read(TableBuild& build)
 
 // Whether the percentage base of type `baseType` that the cell `key` belongs
 // to holds any case: some cell that agrees with it on the base's dimensions exists.
-bool Runner::BaseHasCases(const ResultTable&, const TableBuild& build, const std::vector<const AggregationCategory*>& key,
-                          int baseType)
+bool Runner::BaseHasCases(const TableBuild& build, const std::vector<const AggregationCategory*>& key, int baseType)
 {
     CubeMetadata metadata = *build.cube->GetCubeMetadata();
     metadata.SetClabelOption(_request.labelOption);
