@@ -102,31 +102,51 @@ def respondent(rng, rid):
 
 
 def labels(mapping):
-    return [[k, v] for k, v in mapping.items()]
+    return [{"value": k, "label": v} for k, v in mapping.items()]
+
+
+def fmt(text):
+    """"F8.2" -> {"type": "F", "width": 8, "decimals": 2}."""
+    kind, rest = text[0], text[1:]
+    width, _, decimals = rest.partition(".")
+    out = {"type": kind, "width": int(width)}
+    if kind != "A":
+        out["decimals"] = int(decimals or 0)
+    return out
+
+
+def host_format(variables):
+    """Writes the descriptions the way the host's dictionary reader takes them."""
+    for v in variables:
+        if "format" in v:
+            v["format"] = fmt(v["format"])
+        if "missingValues" in v:
+            v["missing"] = {"values": v.pop("missingValues")}
+    return variables
 
 
 def dictionary():
-    brand_labels = labels(BRANDS) + [[99, "Refused"]]
+    brand_labels = labels(BRANDS) + [{"value": 99, "label": "Refused"}]
     variables = [
         {"name": "id", "label": "Respondent number", "type": "numeric", "format": "F5.0"},
         {"name": "wave", "label": "Survey wave", "type": "numeric", "format": "F1.0",
-         "valueLabels": [[1, "Spring 2023"], [2, "Spring 2024"]]},
+         "valueLabels": [{"value": 1, "label": "Spring 2023"}, {"value": 2, "label": "Spring 2024"}]},
         {"name": "region", "label": "Region", "type": "numeric", "format": "F1.0",
-         "valueLabels": labels(REGIONS) + [[9, "No answer"]], "missingValues": [9]},
+         "valueLabels": labels(REGIONS) + [{"value": 9, "label": "No answer"}], "missingValues": [9]},
         {"name": "gender", "label": "Gender", "type": "string", "width": 1, "format": "A1",
-         "valueLabels": [["D", "Diverse"], ["F", "Female"], ["M", "Male"], ["X", "Refused"]],
+         "valueLabels": [{"value": "D", "label": "Diverse"}, {"value": "F", "label": "Female"}, {"value": "M", "label": "Male"}, {"value": "X", "label": "Refused"}],
          "missingValues": ["X"]},
         {"name": "agegrp", "label": "Age group", "type": "numeric", "format": "F1.0",
          "valueLabels": labels(AGE_GROUPS)},
         {"name": "educ", "label": "Education", "type": "string", "width": 2, "format": "A2",
-         "valueLabels": [["HI", "Higher"], ["LO", "Lower"], ["MI", "Middle"], ["NA", "No answer"]],
+         "valueLabels": [{"value": "HI", "label": "Higher"}, {"value": "LO", "label": "Lower"}, {"value": "MI", "label": "Middle"}, {"value": "NA", "label": "No answer"}],
          "missingValues": ["NA"]},
         {"name": "satisf", "label": "Satisfaction with local services", "type": "numeric", "format": "F1.0",
-         "valueLabels": [[1, "Very dissatisfied"], [2, "Dissatisfied"], [3, "Neither"], [4, "Satisfied"],
-                         [5, "Very satisfied"], [8, "Don't know"], [9, "Refused"]],
+         "valueLabels": [{"value": 1, "label": "Very dissatisfied"}, {"value": 2, "label": "Dissatisfied"}, {"value": 3, "label": "Neither"}, {"value": 4, "label": "Satisfied"},
+                         {"value": 5, "label": "Very satisfied"}, {"value": 8, "label": "Don't know"}, {"value": 9, "label": "Refused"}],
          "missingValues": [8, 9]},
         {"name": "income", "label": "Monthly net income", "type": "numeric", "format": "F8.0",
-         "valueLabels": [[-1, "Refused"]], "missingValues": [-1]},
+         "valueLabels": [{"value": -1, "label": "Refused"}], "missingValues": [-1]},
         {"name": "hours", "label": "Hours online per week", "type": "numeric", "format": "F5.1"},
         {"name": "wt", "label": "Design weight", "type": "numeric", "format": "F6.3"},
     ]
@@ -135,8 +155,8 @@ def dictionary():
                           "valueLabels": brand_labels, "missingValues": [99]})
     for key, label in MEDIA:
         variables.append({"name": key, "label": label, "type": "numeric", "format": "F1.0",
-                          "valueLabels": [[0, "No"], [1, "Yes"]]})
-    return {"variables": variables}
+                          "valueLabels": [{"value": 0, "label": "No"}, {"value": 1, "label": "Yes"}]})
+    return {"variables": host_format(variables)}
 
 
 def main():

@@ -108,10 +108,25 @@ TEST(KvtablesCli, CommandLineMistakesAreUserErrors)
 TEST(KvtablesCli, NoOutputFileOnError)
 {
     const fs::path target = fs::temp_directory_path() / ("kvtables_out_" + std::to_string(::getpid()) + ".txt");
+    // A request error, and a data error found only while the cases stream in
+    // (after the tables were built and some cases aggregated).
+    for (const char* request : {"unknown_statistic.request.json", "short_row.request.json"}) {
+        fs::remove(target);
+        Outcome o = RunTool(std::string(request) + " --output '" + target.string() + "'");
+        EXPECT_EQ(o.status, 2) << request;
+        EXPECT_FALSE(fs::exists(target)) << request;
+    }
+}
+
+TEST(KvtablesCli, OutputFileOnSuccess)
+{
+    const fs::path target = fs::temp_directory_path() / ("kvtables_ok_" + std::to_string(::getpid()) + ".csv");
     fs::remove(target);
-    Outcome o = RunTool("unknown_statistic.request.json --output '" + target.string() + "'");
-    EXPECT_EQ(o.status, 2);
-    EXPECT_FALSE(fs::exists(target));
+    Outcome o = RunTool("valid.request.json --format csv --output '" + target.string() + "'");
+    EXPECT_EQ(o.status, 0);
+    EXPECT_EQ(o.out, "");
+    EXPECT_NE(Slurp(target).find("statistic"), std::string::npos);
+    fs::remove(target);
 }
 
 }  // namespace

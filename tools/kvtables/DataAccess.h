@@ -1,21 +1,35 @@
-// Where the data's dictionary comes from: the dictionary file named by the
-// request, or, without one, the CSV file's header with each column's type
-// taken from its values.
-//
-// Interim: this reads the dictionary on its own until the host's loaders
-// (LoadDictionary, LoadCsv) are merged; then it becomes a thin call to them.
+// Where the data comes from: the dictionary file named by the request (the
+// host's format, DataDictionary.h) and a stream over the CSV file that
+// converts only the columns the request names. Without a dictionary the
+// stream infers the types of those columns from their values.
 #ifndef KVTABLES_DATAACCESS_H
 #define KVTABLES_DATAACCESS_H
 
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
+#include "CsvLoader.h"
+#include "DataDictionary.h"
 #include "Request.h"
-#include "VESK_DataSource.h"
 
 namespace kvtables {
 
-// Throws UserError naming the dictionary or data file and the place in it.
-std::unique_ptr<VESK_DataSource> LoadDataDictionary(const Request& request);
+struct DataInput {
+    std::optional<DataDictionary> dictionary;
+    std::unique_ptr<CsvCaseIterator> cases;  // its data source is what the request is checked against
+};
+
+// Every name the parsed (not yet validated) request refers to that could be a
+// data column: axis names, set members, the summary and statistics
+// variables, the weight. Unknown names are left for validation to report.
+std::vector<std::string> NamesUsed(const Request& request);
+
+// Reads the dictionary, then opens the stream over the columns of NamesUsed
+// that the CSV header has. Throws UserError (the host's message) on any
+// problem with either file.
+DataInput OpenData(const Request& request);
 
 }  // namespace kvtables
 

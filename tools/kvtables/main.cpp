@@ -4,8 +4,14 @@
 // the tables and writes them. Every mistake in the user's input ends with a
 // one-line message on standard error and exit status 2; nothing is written to
 // the output file then.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -13,12 +19,24 @@
 #include "Output.h"
 #include "RequestParser.h"
 #include "RequestValidator.h"
+#include "TableRunner.h"
+#include "Terminal.h"
 #include "UserError.h"
 
 namespace {
 
 constexpr int kUserErrorStatus = 2;
-constexpr int kNotAvailableStatus = 3;
+
+// Lines of a file, for the progress line; only counted when someone watches.
+std::uint64_t CountLines(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::vector<char> buf(1 << 16);
+    std::uint64_t lines = 0;
+    while (in.read(buf.data(), static_cast<std::streamsize>(buf.size())) || in.gcount() > 0)
+        lines += static_cast<std::uint64_t>(std::count(buf.data(), buf.data() + in.gcount(), '\n'));
+    return lines;
+}
 
 int Run(int argc, char** argv)
 {
@@ -41,16 +59,17 @@ int Run(int argc, char** argv)
 
     try {
         kvtables::Request request = kvtables::LoadRequest(requestPath);
-        std::unique_ptr<VESK_DataSource> dictionary = kvtables::LoadDataDictionary(request);
-        kvtables::ValidateRequest(request, *dictionary);
-        // The engine binding (TableRunner.h: a validated request and a case
-        // iterator in, a ResultSet out) comes next; with it the tail is
-        //   WriteOutput(Render(RunTables(request, cases, &progress), format,
-        //                      TerminalWidth(STDOUT_FILENO)), output);
-        // Until then a valid request stops here.
-        std::cerr << "kvtables: " << requestPath
-                  << ": the request is valid, but computing tables is not available yet (no engine binding)\n";
-        return kNotAvailableStatus;
+        kvtables::DataInput data = kvtables::OpenData(request);
+        kvtables::ValidateRequest(request, data.cases->GetDataSource());
+        data.cases->SetWeightIndex(request.weightIndex);
+        const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(request.dataPath) : 0;
+        kvtables::Progress progress("reading " + request.data, lines);
+        kvtables::ResultSet results = kvtables::RunTables(request, *data.cases, &progress);
+        // Rendered in full before the output file is opened, so that a
+        // failure leaves no half-written file behind.
+        const std::string text = kvtables::Render(results, format, kvtables::TerminalWidth(STDOUT_FILENO));
+        kvtables::WriteOutput(text, output);
+        return 0;
     } catch (const kvtables::UserError& e) {
         std::cerr << e.what() << "\n";
         return kUserErrorStatus;
