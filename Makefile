@@ -10,9 +10,12 @@ all: build
 deps:
 	@./scripts/install-deps.sh
 
+# The build's own output goes to $(BUILD)/build.log and is shown only when it fails.
 build: deps
-	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-	@cmake --build $(BUILD) -j$(JOBS)
+	@mkdir -p $(BUILD)
+	@echo "building in $(BUILD)/ (log: $(BUILD)/build.log)"
+	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo > $(BUILD)/build.log 2>&1 || { cat $(BUILD)/build.log; exit 1; }
+	@cmake --build $(BUILD) -j$(JOBS) >> $(BUILD)/build.log 2>&1 || { tail -n 60 $(BUILD)/build.log; exit 1; }
 
 test: build
 	@cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
