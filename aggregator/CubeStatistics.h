@@ -9,13 +9,9 @@
 #ifndef KVAGGR_CUBESTATISTICS_H
 #define KVAGGR_CUBESTATISTICS_H
 
-#include <map>
-
 #include "AggregationResult.h"
 #include "AggregationStatistic.h"
-
-// Value -> summed weight, ascending by value.
-typedef std::map<double, double> KvFreqTable;
+#include "KvFreqTable.h"
 
 class CubeStatistics {
 public:

@@ -22,6 +22,7 @@
 #include "HashtablePair.h"
 #include "KvAggrCaseValueReader.h"
 #include "KvAssert.h"
+#include "KvFreqTable.h"
 #include "KvaDistFun.h"
 #include "ParsedCategory.h"
 #include "StatValues.h"

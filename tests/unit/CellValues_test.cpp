@@ -177,8 +177,8 @@ TEST(CellValues, MediansPercentilesAndModesFromWeightedAndUnweightedMaps)
     EXPECT_EQ(Value(*cell, 5), 4.0);
     EXPECT_EQ(Value(*cell, 6), kSysmis);  // a median has no standard error
     ASSERT_EQ(cell->NumOfFreqTables(), 2);
-    EXPECT_EQ(cell->GetFreqTable(0).at(1.0), 3.0);
-    EXPECT_EQ(cell->GetFreqTable(1).at(4.0), 2.0);
+    EXPECT_EQ(cell->GetFreqTable(0).WeightOf(1.0), 3.0);
+    EXPECT_EQ(cell->GetFreqTable(1).WeightOf(4.0), 2.0);
 
     StatsData tie({{1.0, 2.0}}, {1.0, 1.0});
     auto modes = ScaleLayout(Requests({kMode}), false);
