@@ -14,17 +14,27 @@ std::vector<AggregationStatistic> SetStats()
     return {AggregationStatistic(TEC::kCount),           AggregationStatistic(TEC::kResponses),
             AggregationStatistic(TEC::kCountPct1),       AggregationStatistic(TEC::kResponsesPct1),
             AggregationStatistic(TEC::kResponsesCountPct1), AggregationStatistic(TEC::kCountResponsesPct1),
-            AggregationStatistic(TEC::kCountPct2)};
+            AggregationStatistic(TEC::kCountPct2),       AggregationStatistic(TEC::kCountPct0),
+            AggregationStatistic(TEC::kResponsesPct0),   AggregationStatistic(TEC::kResponsesCountPct0),
+            AggregationStatistic(TEC::kCountResponsesPct0)};
 }
 
 // Expected per cell: count, responses, count %, responses %, responses % of count,
-// count % of responses (all over the gender column), count % of the table.
-void ExpectSetCell(CubeAggregator* agg, std::vector<const AggregationCategory*> cats, const std::vector<double>& e)
+// count % of responses (all over the gender column), count % of the table, then
+// the four percentages over the row (the row holds the set itself, so its base
+// counts each case once per category and the set's total row counts every response).
+void ExpectSetCell(CubeAggregator* agg, std::vector<const AggregationCategory*> cats, const std::vector<double>& e,
+                   const std::vector<double>& rowPcts)
 {
     ASSERT_EQ(e.size(), 7u);
+    ASSERT_EQ(rowPcts.size(), 4u);
     for (int k = 0; k < 7; ++k) {
         SCOPED_TRACE(testing::Message() << "statistic " << k);
         EXPECT_CELL(Stat(agg, cats, k), e[k]);
+    }
+    for (int k = 0; k < 4; ++k) {
+        SCOPED_TRACE(testing::Message() << "row statistic " << k);
+        EXPECT_CELL(Stat(agg, cats, 7 + k), rowPcts[k]);
     }
 }
 
@@ -52,22 +62,45 @@ TEST(EngineSets, MultipleCategorySetByGender)
     cube->CreateCubeAggregator();
     cube->AddCategoryStatistics(SetStats(), &set);
     Feed(table, it);
+    // A reset and a second pass over the same cases must give the same table.
+    for (int pass = 0; pass < 2; ++pass) {
+    SCOPED_TRACE(testing::Message() << "pass " << pass);
+    if (pass == 1) {
+        table.ResetAggregator();
+        ASSERT_TRUE(it.Rewind());
+        Feed(table, it);
+    }
     CubeAggregator* a = table.GetCubeAggregators()[0];
     auto q = [&](double v) { return Val(set, v); };
     auto g = [&](double v) { return Val(gender, v); };
+    const double third = 100.0 / 3;
+    // Row bases: q1 3 cases, q2 2, q3 3; the total row 4 cases and 8 responses.
     //                                 count resp  cnt%   resp%  resp/cnt  cnt/resp  table%
-    ExpectSetCell(a, {q(1), g(1)}, {2, 2, 100, 50, 100, 50, 50});
-    ExpectSetCell(a, {q(2), g(1)}, {1, 1, 50, 25, 50, 25, 25});
-    ExpectSetCell(a, {q(3), g(1)}, {1, 1, 50, 25, 50, 25, 25});
-    ExpectSetCell(a, {Tot(set), g(1)}, {2, 4, 100, 100, 200, 50, 50});
-    ExpectSetCell(a, {q(1), g(2)}, {1, 1, 50, 25, 50, 25, 25});
-    ExpectSetCell(a, {q(2), g(2)}, {1, 1, 50, 25, 50, 25, 25});
-    ExpectSetCell(a, {q(3), g(2)}, {2, 2, 100, 50, 100, 50, 50});
-    ExpectSetCell(a, {Tot(set), g(2)}, {2, 4, 100, 100, 200, 50, 50});
-    ExpectSetCell(a, {q(1), Tot(gender)}, {3, 3, 75, 37.5, 75, 37.5, 75});
-    ExpectSetCell(a, {q(2), Tot(gender)}, {2, 2, 50, 25, 50, 25, 50});
-    ExpectSetCell(a, {q(3), Tot(gender)}, {3, 3, 75, 37.5, 75, 37.5, 75});
-    ExpectSetCell(a, {Tot(set), Tot(gender)}, {4, 8, 100, 100, 200, 50, 100});
+    ExpectSetCell(a, {q(1), g(1)}, {2, 2, 100, 50, 100, 50, 50},
+                  {2 * third, 2 * third, 2 * third, 2 * third});
+    ExpectSetCell(a, {q(2), g(1)}, {1, 1, 50, 25, 50, 25, 25},
+                  {50, 50, 50, 50});
+    ExpectSetCell(a, {q(3), g(1)}, {1, 1, 50, 25, 50, 25, 25},
+                  {third, third, third, third});
+    ExpectSetCell(a, {Tot(set), g(1)}, {2, 4, 100, 100, 200, 50, 50},
+                  {50, 50, 100, 25});
+    ExpectSetCell(a, {q(1), g(2)}, {1, 1, 50, 25, 50, 25, 25},
+                  {third, third, third, third});
+    ExpectSetCell(a, {q(2), g(2)}, {1, 1, 50, 25, 50, 25, 25},
+                  {50, 50, 50, 50});
+    ExpectSetCell(a, {q(3), g(2)}, {2, 2, 100, 50, 100, 50, 50},
+                  {2 * third, 2 * third, 2 * third, 2 * third});
+    ExpectSetCell(a, {Tot(set), g(2)}, {2, 4, 100, 100, 200, 50, 50},
+                  {50, 50, 100, 25});
+    ExpectSetCell(a, {q(1), Tot(gender)}, {3, 3, 75, 37.5, 75, 37.5, 75},
+                  {100, 100, 100, 100});
+    ExpectSetCell(a, {q(2), Tot(gender)}, {2, 2, 50, 25, 50, 25, 50},
+                  {100, 100, 100, 100});
+    ExpectSetCell(a, {q(3), Tot(gender)}, {3, 3, 75, 37.5, 75, 37.5, 75},
+                  {100, 100, 100, 100});
+    ExpectSetCell(a, {Tot(set), Tot(gender)}, {4, 8, 100, 100, 200, 50, 100},
+                  {100, 100, 200, 50});
+    }
 }
 
 // d1..d3 of a dichotomy set counting the value 1, gender, weight.
@@ -96,6 +129,14 @@ TEST(EngineSets, MultipleDichotomySetByGenderWeighted)
     cube->CreateCubeAggregator();
     cube->AddCategoryStatistics(SetStats(), &set);
     Feed(table, it);
+    // A reset and a second pass over the same cases must give the same table.
+    for (int pass = 0; pass < 2; ++pass) {
+    SCOPED_TRACE(testing::Message() << "pass " << pass);
+    if (pass == 1) {
+        table.ResetAggregator();
+        ASSERT_TRUE(it.Rewind());
+        Feed(table, it);
+    }
     CubeAggregator* a = table.GetCubeAggregators()[0];
     auto d = [&](int i) { return Var(set, i); };
     auto g = [&](double v) { return Val(gender, v); };
@@ -105,19 +146,33 @@ TEST(EngineSets, MultipleDichotomySetByGenderWeighted)
     EXPECT_EQ(d(2)->GetCatEncoding(), 2);
     EXPECT_EQ(d(1)->GetCatEncoding(), 3);
     const double third = 100.0 / 3;
+    // Row bases: d1 3 (weighted cases), d2 2, d3 5; the total row 6 cases and 10 responses.
     //                               count resp cnt%      resp% resp/cnt   cnt/resp table%
-    ExpectSetCell(a, {d(0), g(1)}, {2, 2, 2 * third, 40, 2 * third, 40, 2 * 100.0 / 6});
-    ExpectSetCell(a, {d(1), g(1)}, {1, 1, third, 20, third, 20, 100.0 / 6});
-    ExpectSetCell(a, {d(2), g(1)}, {2, 2, 2 * third, 40, 2 * third, 40, 2 * 100.0 / 6});
-    ExpectSetCell(a, {Tot(set), g(1)}, {3, 5, 100, 100, 5 * third, 60, 50});
-    ExpectSetCell(a, {d(0), g(2)}, {1, 1, third, 20, third, 20, 100.0 / 6});
-    ExpectSetCell(a, {d(1), g(2)}, {1, 1, third, 20, third, 20, 100.0 / 6});
-    ExpectSetCell(a, {d(2), g(2)}, {3, 3, 100, 60, 100, 60, 50});
-    ExpectSetCell(a, {Tot(set), g(2)}, {3, 5, 100, 100, 5 * third, 60, 50});
-    ExpectSetCell(a, {d(0), Tot(gender)}, {3, 3, 50, 30, 50, 30, 50});
-    ExpectSetCell(a, {d(1), Tot(gender)}, {2, 2, 2 * 100.0 / 6, 20, 2 * 100.0 / 6, 20, 2 * 100.0 / 6});
-    ExpectSetCell(a, {d(2), Tot(gender)}, {5, 5, 5 * 100.0 / 6, 50, 5 * 100.0 / 6, 50, 5 * 100.0 / 6});
-    ExpectSetCell(a, {Tot(set), Tot(gender)}, {6, 10, 100, 100, 5 * third, 60, 100});
+    ExpectSetCell(a, {d(0), g(1)}, {2, 2, 2 * third, 40, 2 * third, 40, 2 * 100.0 / 6},
+                  {2 * third, 2 * third, 2 * third, 2 * third});
+    ExpectSetCell(a, {d(1), g(1)}, {1, 1, third, 20, third, 20, 100.0 / 6},
+                  {50, 50, 50, 50});
+    ExpectSetCell(a, {d(2), g(1)}, {2, 2, 2 * third, 40, 2 * third, 40, 2 * 100.0 / 6},
+                  {40, 40, 40, 40});
+    ExpectSetCell(a, {Tot(set), g(1)}, {3, 5, 100, 100, 5 * third, 60, 50},
+                  {50, 50, 5 * 100.0 / 6, 30});
+    ExpectSetCell(a, {d(0), g(2)}, {1, 1, third, 20, third, 20, 100.0 / 6},
+                  {third, third, third, third});
+    ExpectSetCell(a, {d(1), g(2)}, {1, 1, third, 20, third, 20, 100.0 / 6},
+                  {50, 50, 50, 50});
+    ExpectSetCell(a, {d(2), g(2)}, {3, 3, 100, 60, 100, 60, 50},
+                  {60, 60, 60, 60});
+    ExpectSetCell(a, {Tot(set), g(2)}, {3, 5, 100, 100, 5 * third, 60, 50},
+                  {50, 50, 5 * 100.0 / 6, 30});
+    ExpectSetCell(a, {d(0), Tot(gender)}, {3, 3, 50, 30, 50, 30, 50},
+                  {100, 100, 100, 100});
+    ExpectSetCell(a, {d(1), Tot(gender)}, {2, 2, 2 * 100.0 / 6, 20, 2 * 100.0 / 6, 20, 2 * 100.0 / 6},
+                  {100, 100, 100, 100});
+    ExpectSetCell(a, {d(2), Tot(gender)}, {5, 5, 5 * 100.0 / 6, 50, 5 * 100.0 / 6, 50, 5 * 100.0 / 6},
+                  {100, 100, 100, 100});
+    ExpectSetCell(a, {Tot(set), Tot(gender)}, {6, 10, 100, 100, 5 * third, 60, 100},
+                  {100, 100, 10 * 100.0 / 6, 60});
+    }
 }
 
 }  // namespace

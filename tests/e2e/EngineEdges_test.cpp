@@ -1,0 +1,148 @@
+// Tables that take less travelled paths: duplicate responses counted, string
+// categories, a set in the layer, a case that no dimension accepts.
+#include <gtest/gtest.h>
+
+#include "EngineTables.h"
+
+using namespace kvtest;
+using TEC = TableEncryptionCodes::StatisticCodes;
+
+namespace {
+
+// The cases of EngineSets' multiple-category table; c2 answers 1 twice, which
+// now counts as two responses:
+//   gender 1: c1 hits {1, 2} (2 responses), c2 hits {1 x2, 3} (3 responses)
+//   gender 2: c3 {2, 3}, c4 nothing, c5 {1, 3}
+// Responses: (1, g1) = 1 + 2 = 3, (total, g1) = 5, (1, total) = 4, (total, total) = 9.
+TEST(EngineEdges, DuplicateResponsesCountedWhenAsked)
+{
+    InMemoryDataset ds;
+    FillDataset(ds, {"q1", "q2", "q3", "gender"},
+                {{1, 2, NAN, 1}, {1, 1, 3, 1}, {2, 3, NAN, 2}, {NAN, NAN, NAN, 2}, {3, NAN, 1, 2}});
+    DatasetIterator it(ds, -1);
+    AggregationTable table(it, false, false, -1);
+    AggregationMCSet set({0, 1, 2}, "$q");
+    AggregationVariable gender(3, "gender");
+    set.SetIsTotalNo(false);
+    gender.SetIsTotalNo(false);
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&set, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    set.GetTableDimension()->SetComputingCounts(true);
+    cube->CreateCubeAggregator();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kResponses),
+                                 AggregationStatistic(TEC::kResponsesPct1),
+                                 AggregationStatistic(TEC::kResponsesCountPct1)},
+                                &set);
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    auto q = [&](double v) { return Val(set, v); };
+    auto g = [&](double v) { return Val(gender, v); };
+    EXPECT_CELL(Stat(a, {q(1), g(1)}, 0), 2);
+    EXPECT_CELL(Stat(a, {q(1), g(1)}, 1), 3);
+    EXPECT_CELL(Stat(a, {q(1), g(1)}, 2), 60);
+    EXPECT_CELL(Stat(a, {q(1), g(1)}, 3), 150);
+    EXPECT_CELL(Stat(a, {q(3), g(1)}, 1), 1);
+    EXPECT_CELL(Stat(a, {Tot(set), g(1)}, 0), 2);
+    EXPECT_CELL(Stat(a, {Tot(set), g(1)}, 1), 5);
+    EXPECT_CELL(Stat(a, {Tot(set), g(1)}, 3), 250);
+    EXPECT_CELL(Stat(a, {q(1), Tot(gender)}, 1), 4);
+    EXPECT_CELL(Stat(a, {q(1), Tot(gender)}, 2), 400.0 / 9);
+    EXPECT_CELL(Stat(a, {Tot(set), Tot(gender)}, 1), 9);
+    EXPECT_CELL(Stat(a, {Tot(set), Tot(gender)}, 3), 225);
+}
+
+// String categories, with the set in the layer. Cases (sex, q1, q2):
+//   F {a}   F {a, b}   M {b}   M {b, c}   F {c}
+// Layer a: F 2;  layer b: F 1, M 2;  layer c: F 1, M 1.  Column % within each layer.
+TEST(EngineEdges, StringRowsBySetInTheLayer)
+{
+    InMemoryDataset ds;
+    int sex = ds.AddString("sex", 1);
+    int q1 = ds.AddString("q1", 4);
+    int q2 = ds.AddString("q2", 4);
+    const char* rows[5][3] = {{"F", "a", ""}, {"F", "a", "b"}, {"M", "b", ""}, {"M", "b", "c"}, {"F", "", "c"}};
+    for (auto& r : rows) {
+        int row = ds.AppendCase();
+        ds.SetString(row, sex, r[0]);
+        ds.SetString(row, q1, r[1]);
+        ds.SetString(row, q2, r[2]);
+    }
+    // A blank answer is no answer.
+    ds.GetVariable(q1)->SetMissingStrings({""});
+    ds.GetVariable(q2)->SetMissingStrings({""});
+    DatasetIterator it(ds, -1);
+    AggregationTable table(it, false, false, -1);
+    AggregationVariable sexVar(sex, "sex");
+    AggregationMCSet set({q1, q2}, "$q");
+    set.SetUserMissingVariable(q1);
+    sexVar.SetIsTotalNo(false);
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&sexVar, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&set, TableEncryptionCodes::kLayer);
+    cube->CreateCubeAggregator();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct4),
+                                 AggregationStatistic(TEC::kCountPct2)},
+                                &set);
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    auto S = [](AggregationVariable& v, const char* text) -> const AggregationCategory* {
+        for (const AggregationCategory* c : Cats(v))
+            if (c->GetCatType() == AggregationCategory::kValue && c->GetCatValue().str[0] == text[0]) return c;
+        return nullptr;
+    };
+    ASSERT_EQ(Cats(set).size(), 3u);
+    EXPECT_CELL(Stat(a, {S(sexVar, "F"), S(set, "a")}, 0), 2);
+    EXPECT_CELL(Stat(a, {S(sexVar, "F"), S(set, "a")}, 1), 100);
+    EXPECT_EQ(Stat(a, {S(sexVar, "M"), S(set, "a")}, 0), kNoCell);
+    EXPECT_CELL(Stat(a, {S(sexVar, "F"), S(set, "b")}, 1), 100.0 / 3);
+    EXPECT_CELL(Stat(a, {S(sexVar, "M"), S(set, "b")}, 1), 200.0 / 3);
+    EXPECT_CELL(Stat(a, {Tot(sexVar), S(set, "b")}, 0), 3);
+    EXPECT_CELL(Stat(a, {Tot(sexVar), S(set, "c")}, 1), 100);
+    EXPECT_CELL(Stat(a, {S(sexVar, "M"), S(set, "c")}, 1), 50);
+    // The whole cube: 5 cases.
+    EXPECT_CELL(Stat(a, {S(sexVar, "M"), S(set, "c")}, 2), 20);
+    EXPECT_CELL(Stat(a, {Tot(sexVar), S(set, "b")}, 2), 60);
+}
+
+// An explicit list on both variables: a case outside both lists is rejected for
+// the whole table and reaches no cube; one outside a single list reaches the cube
+// but no cell and no percentage base.
+TEST(EngineEdges, CasesOutsideTheListsReachNoCell)
+{
+    auto item = [](double v) {
+        OBS o;
+        o.num = v;
+        return new ParsedCategory(o, 0);
+    };
+    std::unique_ptr<ParsedCategory> r1(item(1)), g1(item(1)), g2(item(2));
+    InMemoryDataset ds;
+    // (region, gender): (1,1) (1,2) (2,1) (2,3) (1,3)
+    FillDataset(ds, {"region", "gender"}, {{1, 1}, {1, 2}, {2, 1}, {2, 3}, {1, 3}});
+    DatasetIterator it(ds, -1);
+    AggregationTable table(it, false, false, -1);
+    AggregationVariable region(0, "region"), gender(1, "gender");
+    region.SetParsedCategories({r1.get()});
+    gender.SetParsedCategories({g1.get(), g2.get()});
+    region.SetIsTotalNo(false);
+    gender.SetIsTotalNo(false);
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    cube->CreateCubeAggregator();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct0),
+                                 AggregationStatistic(TEC::kCountPct2)},
+                                &gender);
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    // Listed on both: (1,1) and (1,2).
+    EXPECT_CELL(Stat(a, {Val(region, 1), Val(gender, 1)}, 0), 1);
+    EXPECT_CELL(Stat(a, {Val(region, 1), Tot(gender)}, 0), 2);
+    EXPECT_CELL(Stat(a, {Tot(region), Tot(gender)}, 0), 2);
+    EXPECT_CELL(Stat(a, {Val(region, 1), Val(gender, 2)}, 1), 50);
+    EXPECT_CELL(Stat(a, {Val(region, 1), Val(gender, 2)}, 2), 50);
+    EXPECT_EQ(Val(region, 2), nullptr);
+    EXPECT_EQ(Val(gender, 3), nullptr);
+}
+
+}  // namespace
