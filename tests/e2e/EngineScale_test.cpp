@@ -63,20 +63,20 @@ void CheckScale(bool pairwise, const double (&expected)[4][9])
     CubeAggregator* agg = table.GetCubeAggregators()[0];
     // The second pass, after a reset, must give the same table.
     for (int pass = 0; pass < 2; ++pass) {
-    SCOPED_TRACE(testing::Message() << "pass " << pass);
-    if (pass == 1) {
-        table.ResetAggregator();
-        ASSERT_TRUE(it.Rewind());
-        Feed(table, it);
-    }
-    for (const auto& row : expected) {
-        SCOPED_TRACE(testing::Message() << "region " << row[0] << " gender " << row[1]);
-        std::vector<const AggregationCategory*> cats{Val(region, row[0]), Val(gender, row[1])};
-        for (int k = 0; k < 7; ++k) {
-            SCOPED_TRACE(testing::Message() << "statistic " << k);
-            EXPECT_CELL(Stat(agg, cats, k), row[2 + k]);
+        SCOPED_TRACE(testing::Message() << "pass " << pass);
+        if (pass == 1) {
+            table.ResetAggregator();
+            ASSERT_TRUE(it.Rewind());
+            Feed(table, it);
         }
-    }
+        for (const auto& row : expected) {
+            SCOPED_TRACE(testing::Message() << "region " << row[0] << " gender " << row[1]);
+            std::vector<const AggregationCategory*> cats{Val(region, row[0]), Val(gender, row[1])};
+            for (int k = 0; k < 7; ++k) {
+                SCOPED_TRACE(testing::Message() << "statistic " << k);
+                EXPECT_CELL(Stat(agg, cats, k), row[2 + k]);
+            }
+        }
     }
 }
 

@@ -64,42 +64,42 @@ TEST(EngineSets, MultipleCategorySetByGender)
     Feed(table, it);
     // A reset and a second pass over the same cases must give the same table.
     for (int pass = 0; pass < 2; ++pass) {
-    SCOPED_TRACE(testing::Message() << "pass " << pass);
-    if (pass == 1) {
-        table.ResetAggregator();
-        ASSERT_TRUE(it.Rewind());
-        Feed(table, it);
-    }
-    CubeAggregator* a = table.GetCubeAggregators()[0];
-    auto q = [&](double v) { return Val(set, v); };
-    auto g = [&](double v) { return Val(gender, v); };
-    const double third = 100.0 / 3;
-    // Row bases: q1 3 cases, q2 2, q3 3; the total row 4 cases and 8 responses.
-    //                                 count resp  cnt%   resp%  resp/cnt  cnt/resp  table%
-    ExpectSetCell(a, {q(1), g(1)}, {2, 2, 100, 50, 100, 50, 50},
-                  {2 * third, 2 * third, 2 * third, 2 * third});
-    ExpectSetCell(a, {q(2), g(1)}, {1, 1, 50, 25, 50, 25, 25},
-                  {50, 50, 50, 50});
-    ExpectSetCell(a, {q(3), g(1)}, {1, 1, 50, 25, 50, 25, 25},
-                  {third, third, third, third});
-    ExpectSetCell(a, {Tot(set), g(1)}, {2, 4, 100, 100, 200, 50, 50},
-                  {50, 50, 100, 25});
-    ExpectSetCell(a, {q(1), g(2)}, {1, 1, 50, 25, 50, 25, 25},
-                  {third, third, third, third});
-    ExpectSetCell(a, {q(2), g(2)}, {1, 1, 50, 25, 50, 25, 25},
-                  {50, 50, 50, 50});
-    ExpectSetCell(a, {q(3), g(2)}, {2, 2, 100, 50, 100, 50, 50},
-                  {2 * third, 2 * third, 2 * third, 2 * third});
-    ExpectSetCell(a, {Tot(set), g(2)}, {2, 4, 100, 100, 200, 50, 50},
-                  {50, 50, 100, 25});
-    ExpectSetCell(a, {q(1), Tot(gender)}, {3, 3, 75, 37.5, 75, 37.5, 75},
-                  {100, 100, 100, 100});
-    ExpectSetCell(a, {q(2), Tot(gender)}, {2, 2, 50, 25, 50, 25, 50},
-                  {100, 100, 100, 100});
-    ExpectSetCell(a, {q(3), Tot(gender)}, {3, 3, 75, 37.5, 75, 37.5, 75},
-                  {100, 100, 100, 100});
-    ExpectSetCell(a, {Tot(set), Tot(gender)}, {4, 8, 100, 100, 200, 50, 100},
-                  {100, 100, 200, 50});
+        SCOPED_TRACE(testing::Message() << "pass " << pass);
+        if (pass == 1) {
+            table.ResetAggregator();
+            ASSERT_TRUE(it.Rewind());
+            Feed(table, it);
+        }
+        CubeAggregator* a = table.GetCubeAggregators()[0];
+        auto q = [&](double v) { return Val(set, v); };
+        auto g = [&](double v) { return Val(gender, v); };
+        const double third = 100.0 / 3;
+        // Row bases: q1 3 cases, q2 2, q3 3; the total row 4 cases and 8 responses.
+        //                                 count resp  cnt%   resp%  resp/cnt  cnt/resp  table%
+        ExpectSetCell(a, {q(1), g(1)}, {2, 2, 100, 50, 100, 50, 50},
+                      {2 * third, 2 * third, 2 * third, 2 * third});
+        ExpectSetCell(a, {q(2), g(1)}, {1, 1, 50, 25, 50, 25, 25},
+                      {50, 50, 50, 50});
+        ExpectSetCell(a, {q(3), g(1)}, {1, 1, 50, 25, 50, 25, 25},
+                      {third, third, third, third});
+        ExpectSetCell(a, {Tot(set), g(1)}, {2, 4, 100, 100, 200, 50, 50},
+                      {50, 50, 100, 25});
+        ExpectSetCell(a, {q(1), g(2)}, {1, 1, 50, 25, 50, 25, 25},
+                      {third, third, third, third});
+        ExpectSetCell(a, {q(2), g(2)}, {1, 1, 50, 25, 50, 25, 25},
+                      {50, 50, 50, 50});
+        ExpectSetCell(a, {q(3), g(2)}, {2, 2, 100, 50, 100, 50, 50},
+                      {2 * third, 2 * third, 2 * third, 2 * third});
+        ExpectSetCell(a, {Tot(set), g(2)}, {2, 4, 100, 100, 200, 50, 50},
+                      {50, 50, 100, 25});
+        ExpectSetCell(a, {q(1), Tot(gender)}, {3, 3, 75, 37.5, 75, 37.5, 75},
+                      {100, 100, 100, 100});
+        ExpectSetCell(a, {q(2), Tot(gender)}, {2, 2, 50, 25, 50, 25, 50},
+                      {100, 100, 100, 100});
+        ExpectSetCell(a, {q(3), Tot(gender)}, {3, 3, 75, 37.5, 75, 37.5, 75},
+                      {100, 100, 100, 100});
+        ExpectSetCell(a, {Tot(set), Tot(gender)}, {4, 8, 100, 100, 200, 50, 100},
+                      {100, 100, 200, 50});
     }
 }
 
@@ -131,47 +131,47 @@ TEST(EngineSets, MultipleDichotomySetByGenderWeighted)
     Feed(table, it);
     // A reset and a second pass over the same cases must give the same table.
     for (int pass = 0; pass < 2; ++pass) {
-    SCOPED_TRACE(testing::Message() << "pass " << pass);
-    if (pass == 1) {
-        table.ResetAggregator();
-        ASSERT_TRUE(it.Rewind());
-        Feed(table, it);
-    }
-    CubeAggregator* a = table.GetCubeAggregators()[0];
-    auto d = [&](int i) { return Var(set, i); };
-    auto g = [&](double v) { return Val(gender, v); };
-    // Categories are numbered by first hit: d1, d3, d2; displayed in set order.
-    ASSERT_NE(d(0), nullptr);
-    EXPECT_EQ(d(0)->GetCatEncoding(), 1);
-    EXPECT_EQ(d(2)->GetCatEncoding(), 2);
-    EXPECT_EQ(d(1)->GetCatEncoding(), 3);
-    const double third = 100.0 / 3;
-    // Row bases: d1 3 (weighted cases), d2 2, d3 5; the total row 6 cases and 10 responses.
-    //                               count resp cnt%      resp% resp/cnt   cnt/resp table%
-    ExpectSetCell(a, {d(0), g(1)}, {2, 2, 2 * third, 40, 2 * third, 40, 2 * 100.0 / 6},
-                  {2 * third, 2 * third, 2 * third, 2 * third});
-    ExpectSetCell(a, {d(1), g(1)}, {1, 1, third, 20, third, 20, 100.0 / 6},
-                  {50, 50, 50, 50});
-    ExpectSetCell(a, {d(2), g(1)}, {2, 2, 2 * third, 40, 2 * third, 40, 2 * 100.0 / 6},
-                  {40, 40, 40, 40});
-    ExpectSetCell(a, {Tot(set), g(1)}, {3, 5, 100, 100, 5 * third, 60, 50},
-                  {50, 50, 5 * 100.0 / 6, 30});
-    ExpectSetCell(a, {d(0), g(2)}, {1, 1, third, 20, third, 20, 100.0 / 6},
-                  {third, third, third, third});
-    ExpectSetCell(a, {d(1), g(2)}, {1, 1, third, 20, third, 20, 100.0 / 6},
-                  {50, 50, 50, 50});
-    ExpectSetCell(a, {d(2), g(2)}, {3, 3, 100, 60, 100, 60, 50},
-                  {60, 60, 60, 60});
-    ExpectSetCell(a, {Tot(set), g(2)}, {3, 5, 100, 100, 5 * third, 60, 50},
-                  {50, 50, 5 * 100.0 / 6, 30});
-    ExpectSetCell(a, {d(0), Tot(gender)}, {3, 3, 50, 30, 50, 30, 50},
-                  {100, 100, 100, 100});
-    ExpectSetCell(a, {d(1), Tot(gender)}, {2, 2, 2 * 100.0 / 6, 20, 2 * 100.0 / 6, 20, 2 * 100.0 / 6},
-                  {100, 100, 100, 100});
-    ExpectSetCell(a, {d(2), Tot(gender)}, {5, 5, 5 * 100.0 / 6, 50, 5 * 100.0 / 6, 50, 5 * 100.0 / 6},
-                  {100, 100, 100, 100});
-    ExpectSetCell(a, {Tot(set), Tot(gender)}, {6, 10, 100, 100, 5 * third, 60, 100},
-                  {100, 100, 10 * 100.0 / 6, 60});
+        SCOPED_TRACE(testing::Message() << "pass " << pass);
+        if (pass == 1) {
+            table.ResetAggregator();
+            ASSERT_TRUE(it.Rewind());
+            Feed(table, it);
+        }
+        CubeAggregator* a = table.GetCubeAggregators()[0];
+        auto d = [&](int i) { return Var(set, i); };
+        auto g = [&](double v) { return Val(gender, v); };
+        // Categories are numbered by first hit: d1, d3, d2; displayed in set order.
+        ASSERT_NE(d(0), nullptr);
+        EXPECT_EQ(d(0)->GetCatEncoding(), 1);
+        EXPECT_EQ(d(2)->GetCatEncoding(), 2);
+        EXPECT_EQ(d(1)->GetCatEncoding(), 3);
+        const double third = 100.0 / 3;
+        // Row bases: d1 3 (weighted cases), d2 2, d3 5; the total row 6 cases and 10 responses.
+        //                               count resp cnt%      resp% resp/cnt   cnt/resp table%
+        ExpectSetCell(a, {d(0), g(1)}, {2, 2, 2 * third, 40, 2 * third, 40, 2 * 100.0 / 6},
+                      {2 * third, 2 * third, 2 * third, 2 * third});
+        ExpectSetCell(a, {d(1), g(1)}, {1, 1, third, 20, third, 20, 100.0 / 6},
+                      {50, 50, 50, 50});
+        ExpectSetCell(a, {d(2), g(1)}, {2, 2, 2 * third, 40, 2 * third, 40, 2 * 100.0 / 6},
+                      {40, 40, 40, 40});
+        ExpectSetCell(a, {Tot(set), g(1)}, {3, 5, 100, 100, 5 * third, 60, 50},
+                      {50, 50, 5 * 100.0 / 6, 30});
+        ExpectSetCell(a, {d(0), g(2)}, {1, 1, third, 20, third, 20, 100.0 / 6},
+                      {third, third, third, third});
+        ExpectSetCell(a, {d(1), g(2)}, {1, 1, third, 20, third, 20, 100.0 / 6},
+                      {50, 50, 50, 50});
+        ExpectSetCell(a, {d(2), g(2)}, {3, 3, 100, 60, 100, 60, 50},
+                      {60, 60, 60, 60});
+        ExpectSetCell(a, {Tot(set), g(2)}, {3, 5, 100, 100, 5 * third, 60, 50},
+                      {50, 50, 5 * 100.0 / 6, 30});
+        ExpectSetCell(a, {d(0), Tot(gender)}, {3, 3, 50, 30, 50, 30, 50},
+                      {100, 100, 100, 100});
+        ExpectSetCell(a, {d(1), Tot(gender)}, {2, 2, 2 * 100.0 / 6, 20, 2 * 100.0 / 6, 20, 2 * 100.0 / 6},
+                      {100, 100, 100, 100});
+        ExpectSetCell(a, {d(2), Tot(gender)}, {5, 5, 5 * 100.0 / 6, 50, 5 * 100.0 / 6, 50, 5 * 100.0 / 6},
+                      {100, 100, 100, 100});
+        ExpectSetCell(a, {Tot(set), Tot(gender)}, {6, 10, 100, 100, 5 * third, 60, 100},
+                      {100, 100, 10 * 100.0 / 6, 60});
     }
 }
 
