@@ -65,6 +65,47 @@ TEST(EngineFeatures, TotalsHaveTheirOwnStatistics)
     EXPECT_CELL(Stat(a, {Tot(f.region), Tot(f.gender)}, 1), 15);
 }
 
+// The statistics dimension is the row, with a listed subtotal over regions 1 and 2:
+// its total and its subtotal cells take the total statistics (weighted count and
+// table %), the ordinary cells count and row %.
+TEST(EngineFeatures, SubtotalsOfTheStatisticsDimensionTakeTheTotalStatistics)
+{
+    auto item = [](double v, int subtotal) {
+        OBS o;
+        o.num = v;
+        auto* p = new ParsedCategory(o, 0);
+        p->SetSubtotalEncoding(subtotal);
+        return p;
+    };
+    std::unique_ptr<ParsedCategory> i1(item(1, -101)), i2(item(2, -101)), i3(item(3, 0));
+    std::unique_ptr<ParsedCategory> sub(new ParsedCategory("1 and 2", false, -101, true));
+    Fixture f(true);
+    f.region.SetParsedCategories({i1.get(), i2.get(), sub.get(), i3.get()});
+    AggregationCube* cube = f.TwoWay();
+    cube->AddCategoryAndTotalStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct0),
+                                         AggregationStatistic(TEC::kECount)},
+                                        &f.region,
+                                        {AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct2)});
+    Feed(*f.table, *f.it);
+    CubeAggregator* a = f.table->GetCubeAggregators()[0];
+    ASSERT_NE(Sub(f.region, -101), nullptr);
+    // Ordinary cells: region 1 in gender 1 is 2 of the row's 5.
+    EXPECT_CELL(Stat(a, {Val(f.region, 1), Val(f.gender, 1)}, 0), 2);
+    EXPECT_CELL(Stat(a, {Val(f.region, 1), Val(f.gender, 1)}, 1), 40);
+    EXPECT_CELL(Stat(a, {Val(f.region, 1), Tot(f.gender)}, 1), 100);
+    // Effective count (sum w)^2 / sum w^2: region 2, gender 2 has weights 3 and 1: 16 / 10.
+    EXPECT_CELL(Stat(a, {Val(f.region, 2), Val(f.gender, 2)}, 2), 1.6);
+    EXPECT_CELL(Stat(a, {Val(f.region, 1), Val(f.gender, 1)}, 2), 2);
+    // Subtotal 1 and 2: gender 1 = 2 + 2 = 4 of 15, gender 2 = 3 + 4 = 7.
+    EXPECT_CELL(Stat(a, {Sub(f.region, -101), Val(f.gender, 1)}, 0), 4);
+    EXPECT_CELL(Stat(a, {Sub(f.region, -101), Val(f.gender, 1)}, 1), 400.0 / 15);
+    EXPECT_CELL(Stat(a, {Sub(f.region, -101), Tot(f.gender)}, 0), 11);
+    EXPECT_CELL(Stat(a, {Sub(f.region, -101), Tot(f.gender)}, 1), 1100.0 / 15);
+    EXPECT_CELL(Stat(a, {Tot(f.region), Val(f.gender, 2)}, 0), 8);
+    EXPECT_CELL(Stat(a, {Tot(f.region), Val(f.gender, 2)}, 1), 800.0 / 15);
+    EXPECT_CELL(Stat(a, {Tot(f.region), Tot(f.gender)}, 1), 100);
+}
+
 TEST(EngineFeatures, ExtraDimensionLooksUpItsTotalWhenNotNamed)
 {
     Fixture f(false);

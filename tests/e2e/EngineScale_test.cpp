@@ -83,4 +83,79 @@ void CheckScale(bool pairwise, const double (&expected)[4][9])
 TEST(EngineScale, ListwiseDropsTheWholeCase) { CheckScale(false, kScale_listwise); }
 TEST(EngineScale, PairwiseKeepsEachVariablesValidValues) { CheckScale(true, kScale_pairwise); }
 
+// Sums as percentages and the valid N as a percentage. Weighted income sums
+// (oracle: the pair-wise rows above): (1,1) 94, (1,2) 100, (2,1) 44, (2,2) 156;
+// rows 194 and 200, columns 138 and 256, table 394. Valid N: 7, 4, 6, 4.
+TEST(EngineScale, SumAndValidNPercentages)
+{
+    InMemoryDataset ds;
+    FillDataset(ds, {"region", "gender", "income", "age", "w"}, kScaleRows);
+    DatasetIterator it(ds, 4);
+    AggregationTable table(it, true, false, 4);
+    AggregationVariable region(0, "region"), gender(1, "gender");
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    cube->CreateCubeAggregator();
+    cube->AddScaleStatistics({AggregationStatistic(2, TEC::kSum), AggregationStatistic(2, TEC::kSumPct0),
+                              AggregationStatistic(2, TEC::kSumPct1), AggregationStatistic(2, TEC::kSumPct2),
+                              AggregationStatistic(2, TEC::kValidNPct1)});
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    const double sums[2][2] = {{94, 100}, {44, 156}};
+    const double rows[2] = {194, 200}, cols[2] = {138, 256};
+    const double valid[2][2] = {{7, 4}, {6, 4}};
+    for (int r = 0; r < 2; ++r)
+        for (int g = 0; g < 2; ++g) {
+            SCOPED_TRACE(testing::Message() << "region " << r + 1 << " gender " << g + 1);
+            std::vector<const AggregationCategory*> cats{Val(region, r + 1), Val(gender, g + 1)};
+            EXPECT_CELL(Stat(a, cats, 0), sums[r][g]);
+            EXPECT_CELL(Stat(a, cats, 1), 100 * sums[r][g] / rows[r]);
+            EXPECT_CELL(Stat(a, cats, 2), 100 * sums[r][g] / cols[g]);
+            EXPECT_CELL(Stat(a, cats, 3), 100 * sums[r][g] / 394);
+            EXPECT_CELL(Stat(a, cats, 4), 100 * valid[r][g] / (valid[0][g] + valid[1][g]));
+        }
+}
+
+// With pair-wise tests the aggregator names, per summary variable, the slots that
+// hold its sum of weights, mean and sum of squared deviations. Region 1, gender 1,
+// income (pair-wise): W = 7, mean = 94 / 7, M2 = 6 * 3.20713490294909^2.
+TEST(EngineScale, PairwiseSlotsHoldTheMeanAndVariance)
+{
+    InMemoryDataset ds;
+    FillDataset(ds, {"region", "gender", "income", "age", "w"}, kScaleRows);
+    DatasetIterator it(ds, 4);
+    AggregationTable table(it, true, true, 4);
+    AggregationVariable region(0, "region"), gender(1, "gender");
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    cube->CreateCubeAggregator();
+    cube->AddScaleStatistics({AggregationStatistic(2, TEC::kMean), AggregationStatistic(2, TEC::kStdDev),
+                              AggregationStatistic(3, TEC::kMean)});
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    int slot = a->GetMeanVarIndex(2, true);
+    ASSERT_GE(slot, 0);
+    // Age has only a mean: no slots of its own.
+    EXPECT_EQ(a->GetMeanVarIndex(3, true), -1);
+    CellKey key(2);
+    key[0] = Val(region, 1)->GetCatEncoding();
+    key[1] = Val(gender, 1)->GetCatEncoding();
+    key.UpdateHashCode();
+    const OBS* v = a->GetCountMeanVariance(slot, key);
+    ASSERT_NE(v, nullptr);
+    EXPECT_CELL(v[0].num, 7);
+    EXPECT_CELL(v[1].num, 94.0 / 7);
+    EXPECT_NEAR(v[2].num, 6 * 3.20713490294909 * 3.20713490294909, 1e-9);
+    // Four cases of weights 1, 2, 1, 3; the one with a missing age counts too.
+    EXPECT_CELL(a->GetCount(key, true, false), 7);
+    EXPECT_CELL(a->GetCount(key, false, false), 4);
+    // Region 1, gender 2 has a case with a missing income: counted, not in W.
+    key[1] = Val(gender, 2)->GetCatEncoding();
+    key.UpdateHashCode();
+    EXPECT_CELL(a->GetCount(key, true, false), 6);
+    EXPECT_CELL(a->GetCountMeanVariance(slot, key)[0].num, 4);
+}
+
 }  // namespace
