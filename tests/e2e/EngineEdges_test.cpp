@@ -146,3 +146,66 @@ TEST(EngineEdges, CasesOutsideTheListsReachNoCell)
 }
 
 }  // namespace
+
+namespace {
+
+ParsedCategory* Member(int varIndex, int subtotal)
+{
+    auto* p = new ParsedCategory(ParsedCategory::kVariable);
+    p->SetVarIndex(varIndex);
+    p->SetSubtotalEncoding(subtotal);
+    return p;
+}
+
+// A dichotomy set a, b, c listed as a, b, subtotal "ab" (-101), c, subtotal "c" (-102).
+// Cases (a, b, c): (1,1,1) (1,0,0) (0,0,1) (0,1,1); unit weights.
+//   a: cases 1, 2        count 2, responses 2
+//   b: cases 1, 4        count 2, responses 2
+//   c: cases 1, 3, 4     count 3, responses 3
+//   ab: case 1 (2 hits), 2 (1), 4 (1): count 3, responses 4
+//   c-subtotal: count 3, responses 3
+//   total: 4 cases, 7 responses (3 + 1 + 1 + 2)
+TEST(EngineEdges, DichotomySubtotalsCountCasesAndResponses)
+{
+    std::vector<std::unique_ptr<ParsedCategory>> items;
+    items.emplace_back(Member(0, -101));
+    items.emplace_back(Member(1, -101));
+    items.emplace_back(new ParsedCategory("ab", false, -101, true));
+    items.emplace_back(Member(2, -102));
+    items.emplace_back(new ParsedCategory("c", false, -102, true));
+    std::vector<ParsedCategory*> list;
+    for (auto& p : items) list.push_back(p.get());
+
+    InMemoryDataset ds;
+    FillDataset(ds, {"a", "b", "c"}, {{1, 1, 1}, {1, 0, 0}, {0, 0, 1}, {0, 1, 1}});
+    DatasetIterator it(ds, -1);
+    AggregationTable table(it, false, false, -1);
+    OBS one;
+    one.num = 1;
+    AggregationMDSet set({0, 1, 2}, "$abc", &one, 0, false);
+    set.SetParsedCategories(list);
+    set.SetIsTotalNo(false);
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&set, TableEncryptionCodes::kRow);
+    cube->CreateCubeAggregator();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kResponses),
+                                 AggregationStatistic(TEC::kCountPct2), AggregationStatistic(TEC::kResponsesPct2)},
+                                &set);
+    Feed(table, it);
+    CubeAggregator* agg = table.GetCubeAggregators()[0];
+    struct Row {
+        const AggregationCategory* cat;
+        double count, responses;
+    } rows[] = {{Var(set, 0), 2, 2}, {Var(set, 1), 2, 2}, {Var(set, 2), 3, 3},
+                {Sub(set, -101), 3, 4}, {Sub(set, -102), 3, 3}, {Tot(set), 4, 7}};
+    for (const Row& r : rows) {
+        ASSERT_NE(r.cat, nullptr);
+        SCOPED_TRACE(testing::Message() << "category " << r.cat->GetCatEncoding());
+        EXPECT_CELL(Stat(agg, {r.cat}, 0), r.count);
+        EXPECT_CELL(Stat(agg, {r.cat}, 1), r.responses);
+        EXPECT_CELL(Stat(agg, {r.cat}, 2), 25 * r.count);
+        EXPECT_CELL(Stat(agg, {r.cat}, 3), 100 * r.responses / 7);
+    }
+}
+
+}  // namespace

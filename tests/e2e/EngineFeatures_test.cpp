@@ -251,6 +251,60 @@ TEST(EngineFeatures, JeffreysLimitsWithAnEffectiveBase)
     EXPECT_NEAR(Stat(a, r1g1, 3), 21.404262207554115, 1e-9);
 }
 
+// The host may name the category at one position by what it stands for (a value,
+// a member variable) instead of by its cell index.
+TEST(EngineFeatures, LookingUpOneCategoryByValue)
+{
+    Fixture f(true);
+    AggregationCube* cube = f.TwoWay();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount)}, &f.gender);
+    Feed(*f.table, *f.it);
+    CubeAggregator* a = f.table->GetCubeAggregators()[0];
+    AggregationCategory three(AggregationCategory::kValue, 0);
+    three.SetCatValue(3.0);
+    AggregationCategory seven(AggregationCategory::kValue, 0);
+    seven.SetCatValue(7.0);
+    AggregationCategory computed(AggregationCategory::kPCompute);
+    // Region 3, gender 1: weights 1 and 2.
+    EXPECT_CELL(Stat(a, {&three, Val(f.gender, 1)}, 0, 0), 3);
+    EXPECT_CELL(Stat(a, {Val(f.region, 3), Val(f.gender, 1)}, 0, 0), 3);
+    EXPECT_CELL(Stat(a, {&three, Tot(f.gender)}, 0, 0), 4);
+    EXPECT_TRUE(a->GetCellStatus({&three, Val(f.gender, 2)}, 0));
+    EXPECT_FALSE(a->GetCellStatus({&seven, Val(f.gender, 2)}, 0));
+    EXPECT_FALSE(a->GetCellStatus({&computed, Val(f.gender, 2)}, 0));
+    EXPECT_EQ(a->GetStatValues({&computed, Val(f.gender, 2)}, 0), nullptr);
+    // The innermost row and column have 3 and 2 values.
+    EXPECT_EQ(a->GetNValuesInnerRow(), 3);
+    EXPECT_EQ(a->GetNValuesInnerColumn(), 2);
+}
+
+TEST(EngineFeatures, LookingUpADichotomyMemberByVariable)
+{
+    InMemoryDataset ds;
+    FillDataset(ds, {"d1", "d2", "gender"}, {{0, 1, 1}, {1, 1, 2}, {0, 1, 2}});
+    DatasetIterator it(ds, -1);
+    AggregationTable table(it, false, false, -1);
+    OBS one;
+    one.num = 1;
+    AggregationMDSet set({0, 1}, "$d", &one, 0, false);
+    AggregationVariable gender(2, "gender");
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&set, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    cube->CreateCubeAggregator();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount)}, &set);
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    // d2 was hit first (cell 1), d1 second (cell 2).
+    AggregationCategory d1(AggregationCategory::kVariable);
+    d1.SetVarIndex(0);
+    AggregationCategory d2(AggregationCategory::kVariable);
+    d2.SetVarIndex(1);
+    EXPECT_CELL(Stat(a, {&d2, Val(gender, 2)}, 0, 0), 2);
+    EXPECT_CELL(Stat(a, {&d1, Val(gender, 2)}, 0, 0), 1);
+    EXPECT_EQ(Stat(a, {&d1, Val(gender, 1)}, 0, 0), kNoCell);
+}
+
 using EngineFeaturesDeathTest = testing::Test;
 
 TEST(EngineFeaturesDeathTest, RetrievalAndSetUpAssertions)
@@ -283,6 +337,21 @@ TEST(EngineFeaturesDeathTest, RetrievalAndSetUpAssertions)
         CubeAggregator* a = f.table->GetCubeAggregators()[0];
         EXPECT_DEATH(a->GetStatValues({Val(f.region, 1)}, -1),
                      AssertRegex("_cellKey.length() == categories.size() || _extraDimension"));
+        // A category of another variable in the region's place.
+        EXPECT_DEATH(a->GetStatValues({Val(f.gender, 1), Val(f.gender, 1)}, -1),
+                     AssertRegex("(tableDim->VariableIndex())[0] == categories[i]->GetVarIndex()"));
+        CellKey unlisted(2);
+        unlisted[0] = TableEncryptionCodes::kUnlistedCategory;
+        unlisted[1] = 1;
+        EXPECT_DEATH(a->GetCount(unlisted, true, false), AssertRegex("cellI >= TableEncryptionCodes::kMinCategory"));
+        CellKey shortKey(1);
+        EXPECT_DEATH(a->GetSortValue(shortKey), AssertRegex("_cellKey.length() == cellKey.length()"));
+        CellKey absent(2);
+        absent[0] = 9;
+        absent[1] = 1;
+        absent.UpdateHashCode();
+        EXPECT_EQ(a->GetCount(absent, true, false), 0.0);
+        EXPECT_EQ(a->GetSortValue(absent), kSysmis);
         // A percentage base that no case entered cannot serve a cell: laying the
         // bases out a second time after the cases adds base tables nobody fed.
         EXPECT_DEATH(
