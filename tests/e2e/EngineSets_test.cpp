@@ -175,4 +175,54 @@ TEST(EngineSets, MultipleDichotomySetByGenderWeighted)
     }
 }
 
+// A category set by a dichotomy set, both with totals; the category set carries
+// the statistics. Cases (q1, q2 | d1, d2, counting 1):
+//   c1: 1 2 | 1 0     q {1, 2}, d {d1}
+//   c2: 1 . | 1 1     q {1},    d {d1, d2}
+//   c3: 2 . | 0 1     q {2},    d {d2}
+//   c4: 1 2 | 0 0     no d hit: total N only
+// Column bases (the d categories; q responses per case): d1 2 cases 3 responses,
+// d2 2 and 2, total 3 and 4.
+TEST(EngineSets, CategorySetByDichotomySet)
+{
+    InMemoryDataset ds;
+    FillDataset(ds, {"q1", "q2", "d1", "d2"}, {{1, 2, 1, 0}, {1, NAN, 1, 1}, {2, NAN, 0, 1}, {1, 2, 0, 0}});
+    DatasetIterator it(ds, -1);
+    AggregationTable table(it, false, false, -1);
+    AggregationMCSet q({0, 1}, "$q");
+    OBS one;
+    one.num = 1;
+    AggregationMDSet d({2, 3}, "$d", &one, 0, false);
+    q.SetIsTotalNo(false);
+    d.SetIsTotalNo(false);
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&q, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&d, TableEncryptionCodes::kColumn);
+    cube->CreateCubeAggregator();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kResponses),
+                                 AggregationStatistic(TEC::kCountPct1), AggregationStatistic(TEC::kResponsesPct1)},
+                                &q);
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    struct Cell {
+        const AggregationCategory *row, *col;
+        double count, responses, countPct, responsesPct;
+    } cells[] = {
+        {Val(q, 1), Var(d, 2), 2, 2, 100, 200.0 / 3},  {Val(q, 2), Var(d, 2), 1, 1, 50, 100.0 / 3},
+        {Val(q, 1), Var(d, 3), 1, 1, 50, 50},          {Val(q, 2), Var(d, 3), 1, 1, 50, 50},
+        {Tot(q), Var(d, 2), 2, 3, 100, 100},            {Tot(q), Var(d, 3), 2, 2, 100, 100},
+        {Val(q, 1), Tot(d), 2, 2, 200.0 / 3, 50},       {Val(q, 2), Tot(d), 2, 2, 200.0 / 3, 50},
+        {Tot(q), Tot(d), 3, 4, 100, 100},
+    };
+    for (const Cell& c : cells) {
+        ASSERT_NE(c.row, nullptr);
+        ASSERT_NE(c.col, nullptr);
+        SCOPED_TRACE(testing::Message() << "cell " << c.row->GetCatEncoding() << ", " << c.col->GetCatEncoding());
+        EXPECT_CELL(Stat(a, {c.row, c.col}, 0), c.count);
+        EXPECT_CELL(Stat(a, {c.row, c.col}, 1), c.responses);
+        EXPECT_CELL(Stat(a, {c.row, c.col}, 2), c.countPct);
+        EXPECT_CELL(Stat(a, {c.row, c.col}, 3), c.responsesPct);
+    }
+}
+
 }  // namespace
