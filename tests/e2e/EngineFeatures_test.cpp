@@ -65,6 +65,28 @@ TEST(EngineFeatures, TotalsHaveTheirOwnStatistics)
     EXPECT_CELL(Stat(a, {Tot(f.region), Tot(f.gender)}, 1), 15);
 }
 
+// When the cell statistics ask for a confidence limit, the total statistics keep
+// only those not already among the cell statistics: here the table % alone.
+TEST(EngineFeatures, TotalStatisticsDropWhatTheCellsAlreadyShowWhenLimitsAreAsked)
+{
+    Fixture f(true);
+    AggregationCube* cube = f.TwoWay();
+    cube->AddCategoryAndTotalStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct1),
+                                         AggregationStatistic(TEC::kCountPct1LCL)},
+                                        &f.gender,
+                                        {AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct2),
+                                         AggregationStatistic(TEC::kCountPct1)});
+    Feed(*f.table, *f.it);
+    CubeAggregator* a = f.table->GetCubeAggregators()[0];
+    ASSERT_NE(a->GetTotalStats(), a->GetCellStats());
+    EXPECT_EQ(a->GetTotalStats()->GetStatistics().size(), 1u);
+    // Region 1 holds 5 of the 15 weighted cases.
+    EXPECT_CELL(Stat(a, {Val(f.region, 1), Tot(f.gender)}, 0), 100.0 / 3);
+    EXPECT_CELL(Stat(a, {Tot(f.region), Tot(f.gender)}, 0), 100);
+    EXPECT_CELL(Stat(a, {Val(f.region, 1), Val(f.gender, 2)}, 0), 3);
+    EXPECT_CELL(Stat(a, {Val(f.region, 1), Val(f.gender, 2)}, 1), 37.5);
+}
+
 // The statistics dimension is the row, with a listed subtotal over regions 1 and 2:
 // its total and its subtotal cells take the total statistics (weighted count and
 // table %), the ordinary cells count and row %.
