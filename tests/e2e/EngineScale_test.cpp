@@ -158,4 +158,42 @@ TEST(EngineScale, PairwiseSlotsHoldTheMeanAndVariance)
     EXPECT_CELL(a->GetCountMeanVariance(slot, key)[0].num, 4);
 }
 
+// Confidence limits of a median: the values 1 to 21 once each. The median 11 has
+// 11 of the 21 cases at or below it, so the limits are the percentiles at
+// 100 * beta.ppf(0.025, 11.5, 10.5) = 31.88 and 100 * beta.ppf(0.975, 11.5, 10.5)
+// = 72.27, that is 7 and 16 (oracle: scipy, and numpy's 'averaged_inverted_cdf').
+TEST(EngineScale, MedianLimits)
+{
+    InMemoryDataset ds;
+    std::vector<std::vector<double>> rows;
+    for (int k = 0; k < 21; ++k) rows.push_back({1, static_cast<double>((k * 8) % 21 + 1)});
+    FillDataset(ds, {"group", "x"}, rows);
+    DatasetIterator it(ds, -1);
+    AggregationTable table(it, false, false, -1);
+    AggregationVariable group(0, "group");
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&group, TableEncryptionCodes::kRow);
+    cube->CreateCubeAggregator();
+    AggregationStatistic p25(1, TEC::kPtile);
+    p25.SetPTileCutPoint(25);
+    cube->AddScaleStatistics({AggregationStatistic(1, TEC::kMedian), AggregationStatistic(1, TEC::kMedianLCL),
+                              AggregationStatistic(1, TEC::kMedianUCL), AggregationStatistic(1, TEC::kMedianSE), p25,
+                              AggregationStatistic(1, TEC::kMinimum), AggregationStatistic(1, TEC::kMaximum)});
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    std::vector<const AggregationCategory*> cell{Val(group, 1)};
+    EXPECT_CELL(Stat(a, cell, 0), 11);
+    EXPECT_CELL(Stat(a, cell, 1), 7);
+    EXPECT_CELL(Stat(a, cell, 2), 16);
+    EXPECT_EQ(Stat(a, cell, 3), kSysmis);
+    // 25 % of 21 is 5.25: the sixth value.
+    EXPECT_CELL(Stat(a, cell, 4), 6);
+    EXPECT_CELL(Stat(a, cell, 5), 1);
+    EXPECT_CELL(Stat(a, cell, 6), 21);
+    // At 90 %: beta.ppf(0.05, ...) = 34.98 % and beta.ppf(0.95, ...) = 69.32 %: 8 and 15.
+    cube->SetCILevel(90);
+    EXPECT_CELL(Stat(a, cell, 1), 8);
+    EXPECT_CELL(Stat(a, cell, 2), 15);
+}
+
 }  // namespace
