@@ -187,6 +187,17 @@ TEST(EngineFeatures, AxisCubesCountTheirOwnDimension)
     EXPECT_CELL(Stat(colAggs[2][0], {Val(f.gender, 2)}, 0), 8);
     EXPECT_CELL(Stat(colAggs[2][0], {Val(f.gender, 1)}, 1), 700.0 / 15);
     EXPECT_CELL(Stat(f.table->GetCubeAggregators()[0], {Val(f.region, 3), Val(f.gender, 1)}, 0), 3);
+
+    // The table's reset empties the axis cubes too: a second pass gives the same counts.
+    f.table->ResetAggregator();
+    EXPECT_TRUE(rowAggs[0][0]->IsCubeEmpty());
+    EXPECT_TRUE(colAggs[2][0]->IsCubeEmpty());
+    ASSERT_TRUE(f.it->Rewind());
+    Feed(*f.table, *f.it);
+    EXPECT_CELL(Stat(rowAggs[0][0], {Val(f.region, 1)}, 0), 5);
+    EXPECT_CELL(Stat(rowAggs[0][0], {Val(f.region, 2)}, 1), 40);
+    EXPECT_CELL(Stat(colAggs[2][0], {Val(f.gender, 2)}, 0), 8);
+    EXPECT_CELL(Stat(colAggs[2][0], {Val(f.gender, 1)}, 1), 700.0 / 15);
 }
 
 std::vector<double> DisplayedValues(AggregationVariable& v)
@@ -215,6 +226,24 @@ TEST(EngineFeatures, SortingByTheWeightedCount)
             EXPECT_EQ(DisplayedValues(f.region), (std::vector<double>{2, 1, 3, -1}));
         EXPECT_CELL(Stat(f.table->GetCubeAggregators()[0], {Cats(f.region)[0], Val(f.gender, 1)}, 0),
                     ascending ? 3 : 2);
+        // The sort values follow the displayed categories, totals read as absent cells.
+        std::vector<double> sortValues;
+        f.region.GetTableDimension()->GetSortValues(sortValues);
+        std::vector<double> expected = ascending ? std::vector<double>{4, 5, 6} : std::vector<double>{6, 5, 4};
+        sortValues.resize(3);
+        EXPECT_EQ(sortValues, expected);
+        // A reset and a second pass sort the same way on the same (not doubled) counts.
+        f.table->ResetAggregator();
+        ASSERT_TRUE(f.it->Rewind());
+        Feed(*f.table, *f.it);
+        if (ascending)
+            EXPECT_EQ(DisplayedValues(f.region), (std::vector<double>{3, 1, 2, -1}));
+        else
+            EXPECT_EQ(DisplayedValues(f.region), (std::vector<double>{2, 1, 3, -1}));
+        sortValues.clear();
+        f.region.GetTableDimension()->GetSortValues(sortValues);
+        sortValues.resize(3);
+        EXPECT_EQ(sortValues, expected);
     }
 }
 
