@@ -2,6 +2,9 @@
 // categories, a set in the layer, a case that no dimension accepts.
 #include <gtest/gtest.h>
 
+#include <map>
+#include <string>
+
 #include "EngineTables.h"
 
 using namespace kvtest;
@@ -206,6 +209,65 @@ TEST(EngineEdges, DichotomySubtotalsCountCasesAndResponses)
         EXPECT_CELL(Stat(agg, {r.cat}, 2), 25 * r.count);
         EXPECT_CELL(Stat(agg, {r.cat}, 3), 100 * r.responses / 7);
     }
+}
+
+}  // namespace
+
+namespace {
+
+// 150 regions named by 12-byte strings (two words per value) by 3 groups: 450
+// cells and 150 row bases, so the cell tables grow several times. The expected
+// counts come from counting the generated cases directly.
+TEST(EngineEdges, ManyWideStringCategoriesThroughTableGrowth)
+{
+    InMemoryDataset ds;
+    int name = ds.AddString("name", 12);
+    int group = ds.AddNumeric("group");
+    std::map<std::pair<int, int>, double> counts;
+    std::map<int, double> rowTotals;
+    unsigned x = 99;
+    for (int c = 0; c < 3000; ++c) {
+        x = x * 1103515245u + 12345u;
+        int r = static_cast<int>((x >> 16) % 150), g = static_cast<int>((x >> 8) % 3) + 1;
+        int row = ds.AppendCase();
+        ds.SetString(row, name, "region-" + std::to_string(1000 + r));
+        ds.SetNumeric(row, group, g);
+        counts[{r, g}] += 1;
+        rowTotals[r] += 1;
+    }
+    DatasetIterator it(ds, -1);
+    AggregationTable table(it, false, false, -1);
+    AggregationVariable region(name, "name"), grp(group, "group");
+    region.SetIsTotalNo(false);
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&grp, TableEncryptionCodes::kColumn);
+    cube->CreateCubeAggregator();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct0)}, &grp);
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    ASSERT_EQ(Cats(region).size(), 151u);
+    int checked = 0;
+    for (const AggregationCategory* c : Cats(region)) {
+        if (c->GetCatType() != AggregationCategory::kValue) continue;
+        std::string text(c->GetCatValue().str, 12);
+        int r = std::stoi(text.substr(7, 4)) - 1000;
+        for (int g = 1; g <= 3; ++g) {
+            auto found = counts.find({r, g});
+            double got = Stat(a, {c, Val(grp, g)}, 0);
+            if (found == counts.end()) {
+                EXPECT_EQ(got, kNoCell);
+                continue;
+            }
+            EXPECT_CELL(got, found->second);
+            EXPECT_CELL(Stat(a, {c, Val(grp, g)}, 1), 100 * found->second / rowTotals[r]);
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, static_cast<int>(counts.size()));
+    // Categories come in ascending order of the names.
+    EXPECT_EQ(std::string(Cats(region)[0]->GetCatValue().str, 11), "region-1000");
+    EXPECT_EQ(std::string(Cats(region)[149]->GetCatValue().str, 11), "region-1149");
 }
 
 }  // namespace
