@@ -241,4 +241,48 @@ TEST(EngineCounts, ExplicitListWithSubtotal)
     }
 }
 
+// A hidden subtotal over region 3: region 3 is counted but not displayed, its
+// subtotal is. Display: 1, 2, "1-2" (-101), hidden "3" (-102), total.
+TEST(EngineCounts, HiddenSubtotalShowsInPlaceOfItsCategories)
+{
+    std::vector<std::unique_ptr<ParsedCategory>> items;
+    items.emplace_back(ValueItem(1, -101));
+    items.emplace_back(ValueItem(2, -101));
+    items.emplace_back(new ParsedCategory("1-2", false, -101, true));
+    items.emplace_back(ValueItem(3, -102));
+    items.emplace_back(new ParsedCategory("3", false, -102, false));
+    std::vector<ParsedCategory*> list;
+    for (auto& p : items) list.push_back(p.get());
+    InMemoryDataset ds;
+    FillDataset(ds, {"region", "gender", "w"}, kRegionGender);
+    DatasetIterator it(ds, 2);
+    AggregationTable table(it, true, false, 2);
+    AggregationVariable region(0, "region"), gender(1, "gender");
+    region.SetParsedCategories(list);
+    region.SetIsTotalNo(false);
+    gender.SetIsTotalNo(false);
+    AggregationCube* cube = table.CreateCube();
+    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
+    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    cube->CreateCubeAggregator();
+    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct1)}, &gender);
+    Feed(table, it);
+    CubeAggregator* a = table.GetCubeAggregators()[0];
+    std::vector<int> shown;
+    for (const AggregationCategory* c : Cats(region)) shown.push_back(c->GetCatType());
+    EXPECT_EQ(shown, (std::vector<int>{AggregationCategory::kValue, AggregationCategory::kValue,
+                                       AggregationCategory::kSubtotal, AggregationCategory::kHSubtotal,
+                                       AggregationCategory::kTotal}));
+    EXPECT_EQ(Val(region, 3), nullptr);
+    const AggregationCategory* hidden = Sub(region, -102);
+    ASSERT_NE(hidden, nullptr);
+    // Weighted region 3: gender 1 = 3 of 7, gender 2 = 1 of 8.
+    EXPECT_CELL(Stat(a, {hidden, Val(gender, 1)}, 0), 3);
+    EXPECT_CELL(Stat(a, {hidden, Val(gender, 1)}, 1), 300.0 / 7);
+    EXPECT_CELL(Stat(a, {hidden, Val(gender, 2)}, 1), 12.5);
+    EXPECT_CELL(Stat(a, {hidden, Tot(gender)}, 0), 4);
+    EXPECT_CELL(Stat(a, {Sub(region, -101), Tot(gender)}, 0), 11);
+    EXPECT_CELL(Stat(a, {Tot(region), Tot(gender)}, 0), 15);
+}
+
 }  // namespace
