@@ -1,5 +1,10 @@
 #include "TestSupport.h"
 
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
 namespace kvtest {
 
 std::string AssertRegex(const std::string& expression)
@@ -10,6 +15,16 @@ std::string AssertRegex(const std::string& expression)
         out += c;
     }
     return out;
+}
+
+std::string ProcessTempDir()
+{
+    static const std::string dir = [] {
+        std::string d = testing::TempDir() + "kvtest-" + std::to_string(getpid()) + "/";
+        std::filesystem::create_directories(d);
+        return d;
+    }();
+    return dir;
 }
 
 OutputCapture::OutputCapture()

@@ -15,6 +15,11 @@ namespace kvtest {
 // in a death test: EXPECT_DEATH(f(), kvtest::AssertRegex("x >= 0")).
 std::string AssertRegex(const std::string& expression);
 
+// A directory of this test process's own under the test temp directory
+// (ending in '/'). CTest runs the tests of one program as parallel processes,
+// so files with fixed names must not share a directory.
+std::string ProcessTempDir();
+
 // Captures everything written through BP_ToFront while it lives.
 class OutputCapture {
 public:

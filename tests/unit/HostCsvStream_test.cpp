@@ -12,12 +12,13 @@
 #include <vector>
 
 #include "CsvLoader.h"
+#include "TestSupport.h"
 
 namespace {
 
 std::string WriteFile(const std::string& name, const std::string& text)
 {
-    std::string path = testing::TempDir() + name;
+    std::string path = kvtest::ProcessTempDir() + name;
     std::ofstream(path, std::ios::binary) << text;
     return path;
 }
@@ -189,7 +190,7 @@ TEST(HostCsvFuzz, RandomAndTruncatedCsvNeverCrashesOrLoadsHalf)
     std::mt19937 rng(20240611);
     const std::string alphabet = "ab1.2,\"\n\r \t-e;";
     Generated g = Generate(40, 5);
-    std::string csvPath = testing::TempDir() + "fuzz.csv";
+    std::string csvPath = kvtest::ProcessTempDir() + "fuzz.csv";
     for (int round = 0; round < 300; ++round) {
         std::string text;
         if (round % 3 == 0) {
@@ -219,7 +220,7 @@ TEST(HostCsvFuzz, RandomAndTruncatedDictionariesFailCleanly)
         {"name": "text", "type": "string", "width": 400, "missing": {"values": ["XX"]},
          "valueLabels": [{"value": "a", "label": "A"}]}]})";
     std::string csvPath = WriteFile("fuzzdict.csv", Generate(20, 9).csv);
-    std::string dictPath = testing::TempDir() + "fuzz.dict.json";
+    std::string dictPath = kvtest::ProcessTempDir() + "fuzz.dict.json";
     std::mt19937 rng(77);
     const std::string noise = "{}[]\":,0123456789-e.tfnul \\\x80\xff";
     for (int round = 0; round < 300; ++round) {

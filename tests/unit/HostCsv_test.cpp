@@ -8,13 +8,14 @@
 #include <string>
 
 #include "CsvLoader.h"
+#include "TestSupport.h"
 
 namespace {
 
 // Writes `text` to a fresh file in the test temp directory; returns its path.
 std::string WriteFile(const std::string& name, const std::string& text)
 {
-    std::string path = testing::TempDir() + name;
+    std::string path = kvtest::ProcessTempDir() + name;
     std::ofstream(path, std::ios::binary) << text;
     return path;
 }
@@ -182,7 +183,7 @@ TEST(HostCsvErrors, ValuesThatBreakTheDictionary)
               "err.csv:2: field 2 (s): \"a\\nb\\nc\" is 5 bytes, wider than the width 3");
     EXPECT_EQ(LoadError("n,s\n1,abc   \n", dict), "no error");  // trailing blanks are padding
     EXPECT_EQ(LoadError("s\nabc\n", dict), "err.dict.json: /variables/0/name: no column \"n\" in " +
-                                               testing::TempDir() + "err.csv");
+                                               kvtest::ProcessTempDir() + "err.csv");
 }
 
 TEST(HostCsvErrors, DictionaryMistakesNameTheJsonPointer)
