@@ -40,7 +40,6 @@ public:
 private:
     // The single cell of a case that the dimension does not encode.
     bool NotEncoded();
-    void DeleteCategories();
 
     int _varIndex;
     ObsVecMap* _valueMap;            // owned; value -> (cell index, subtotal encoding)

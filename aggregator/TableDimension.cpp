@@ -8,6 +8,7 @@
 #include "CellKey.h"
 #include "CubeAggregator.h"
 #include "CubeMetadata.h"
+#include "ObsVecMap.h"
 #include "ParsedCategory.h"
 #include "TableMetadata.h"
 
@@ -220,4 +221,31 @@ void TableDimension::SortByStatistic(CategoryManager& manager)
     GetSortValues(values);
     manager.OrderByStats(values);
     _categories = manager.GetCategories();
+}
+
+void TableDimension::DeleteCategories()
+{
+    for (AggregationCategory* category : _categories) delete category;
+    _categories.clear();
+    for (AggregationCategory* category : _hiddenCategories) delete category;
+    _hiddenCategories.clear();
+}
+
+void TableDimension::AppendValueCategories(ObsVecMap& valueMap, int varIndex)
+{
+    const int numValues = valueMap.Size();
+    const bool showTotal = _hasTotal && (numValues > 0 || _isEmptyInclude);
+    if (showTotal && !_isTotalPositionAfter) _categories.push_back(GetTotalCategoryPtr());
+    if (numValues > 0) {
+        valueMap.Sort();
+        for (int k = 0; k < numValues; ++k) {
+            int i = _isOrderA ? k : numValues - 1 - k;
+            AggregationCategory* category = new AggregationCategory(AggregationCategory::kValue, _valueType);
+            category->SetVarIndex(varIndex);
+            category->SetCatValue(*valueMap.Key(i));
+            category->SetCatEncoding(static_cast<int>(valueMap.Value(i)[0]));
+            _categories.push_back(category);
+        }
+    }
+    if (showTotal && _isTotalPositionAfter) _categories.push_back(GetTotalCategoryPtr());
 }

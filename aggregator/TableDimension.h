@@ -21,6 +21,7 @@
 class AggregationCategory;
 class AggregationStatistic;
 class CategoryManager;
+class ObsVecMap;
 class CubeAggregator;
 class CubeMetadata;
 class KvAggrCaseValueReader;
@@ -188,6 +189,13 @@ protected:
     // seen the data: reorders the manager's list by the sort values and takes
     // it back into _categories.
     void SortByStatistic(CategoryManager& manager);
+    // Deletes the categories of the last build, the hidden ones included
+    // (the subclasses own those).
+    void DeleteCategories();
+    // Appends the values seen, in `valueMap`, as value categories of the
+    // given variable in ascending or descending order, between the total
+    // before and the total after where the dimension shows one.
+    void AppendValueCategories(ObsVecMap& valueMap, int varIndex);
 
     DimensionType _dimensionType;
     int _numCatCells;

@@ -238,36 +238,13 @@ bool TableMCSet::EncodeValue()
     return true;
 }
 
-void TableMCSet::DeleteCategories()
-{
-    for (AggregationCategory* category : _categories) delete category;
-    _categories.clear();
-    for (AggregationCategory* category : _hiddenCategories) delete category;
-    _hiddenCategories.clear();
-}
 
 const std::vector<AggregationCategory*>& TableMCSet::GetCategoryPointers()
 {
     if (_categoriesBuilt) return _categories;
     DeleteCategories();
 
-    int numValues = GetNumberOfValues();
-    bool showTotal = _hasTotal && (numValues > 0 || _isEmptyInclude);
-    if (showTotal && !_isTotalPositionAfter) _categories.push_back(GetTotalCategoryPtr());
-
-    if (numValues > 0) {
-        _valueMap->Sort();
-        for (int k = 0; k < numValues; ++k) {
-            int i = _isOrderA ? k : numValues - 1 - k;
-            AggregationCategory* category = new AggregationCategory(AggregationCategory::kValue, _valueType);
-            category->SetVarIndex(_widestVarIndex);
-            category->SetCatValue(*_valueMap->Key(i));
-            category->SetCatEncoding(static_cast<int>(_valueMap->Value(i)[0]));
-            _categories.push_back(category);
-        }
-    }
-
-    if (showTotal && _isTotalPositionAfter) _categories.push_back(GetTotalCategoryPtr());
+    AppendValueCategories(*_valueMap, _widestVarIndex);
 
     if ((!_categories.empty() || _isEmptyInclude) && _iterator) {
         CategoryManager manager(_categories, GetSyntaxVariable(), _iterator->GetDataSource(), this);

@@ -51,7 +51,6 @@ private:
     std::vector<std::pair<int, int>>::iterator FindCatCount(int cell);
     // Enters a cell with one hit, keeping the descending order.
     void InsertCatCount(int cell);
-    void DeleteCategories();
     void CreateReaders(VESK_InputCaseIterator& iterator);
 
     std::vector<int> _indexList;

@@ -179,13 +179,6 @@ AggregationCategory* TableMDSet::MakeSubtotalCategory(int encoding) const
     return nullptr;
 }
 
-void TableMDSet::DeleteCategories()
-{
-    for (AggregationCategory* category : _categories) delete category;
-    _categories.clear();
-    for (AggregationCategory* category : _hiddenCategories) delete category;
-    _hiddenCategories.clear();
-}
 
 const std::vector<AggregationCategory*>& TableMDSet::GetCategoryPointers()
 {

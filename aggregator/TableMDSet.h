@@ -54,7 +54,6 @@ private:
     // The category of member `iVar`, or null when it is left out.
     AggregationCategory* MakeVariableCategory(size_t iVar) const;
     AggregationCategory* MakeSubtotalCategory(int encoding) const;
-    void DeleteCategories();
 
     std::vector<int> _indexList;
     std::vector<KvAggrCaseValueReader*> _readers;  // owned, in _indexList order
