@@ -65,6 +65,18 @@ TEST(KvtablesText, CrossTableWithTotalsAndMissingAsDot)
     EXPECT_EQ(RenderText(rs), expected);
 }
 
+TEST(KvtablesText, LongLabelsAreCutVisibly)
+{
+    // 44 characters: the first 39 are kept and an ellipsis marks the cut (40 in all).
+    ResultSet rs;
+    ResultTable t = RegionByGender();
+    t.rows[0].categories[0].label = "A region whose name is much too long to show";
+    rs.tables = {t};
+    const std::string text = RenderText(rs);
+    EXPECT_NE(text.find("A region whose name is much too long to\u2026 "), std::string::npos) << text;
+    EXPECT_EQ(text.find("to show"), std::string::npos);
+}
+
 TEST(KvtablesText, NestedRowsAndOnePanelPerLayer)
 {
     ResultTable t;

@@ -19,16 +19,19 @@ size_t DisplayWidth(const std::string& text)
 namespace {
 
 constexpr size_t kGap = 2;        // blanks between columns
-constexpr size_t kMaxLabel = 30;  // longer labels are cut
+constexpr size_t kMaxLabel = 40;  // longer labels are cut, and the cut is marked
 
 // The longest prefix of `text` that is at most `width` columns wide, never
 // splitting a UTF-8 sequence.
+// Keeps at most `width` characters; a label that is cut ends in an ellipsis
+// so that a reader sees it is not whole.
 std::string Truncate(const std::string& text, size_t width)
 {
-    size_t n = 0;
+    size_t n = 0, keep = 0;
     for (size_t i = 0; i < text.size(); ++i) {
         if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80) continue;
-        if (n == width) return text.substr(0, i);
+        if (n + 1 == width) keep = i;
+        if (n == width) return text.substr(0, keep) + "\u2026";
         ++n;
     }
     return text;
