@@ -78,7 +78,8 @@ w4 <- function(dt) {
   mentions <- unique(long, by = c("case", "brand"))              # a case counts once per brand
   cases <- groupingsets(mentions, j = .(w = sum(wt)), by = c("brand", "gender"),
                         sets = list(c("brand", "gender"), "brand"))
-  base <- cube(dt, j = .(tw = sum(wt)), by = "gender")           # every case of the column
+  # The set's valid cases: a case with no brand at all counts towards total N only.
+  base <- cube(dt[!is.na(b1) | !is.na(b2) | !is.na(b3)], j = .(tw = sum(wt)), by = "gender")
   cases <- rbind(cases, base[, .(brand = NA_integer_, gender, w = tw)])
   cases <- base[cases, on = "gender"][, colpct := 100 * w / tw]
   resp <- cube(long, j = .(r = sum(wt)), by = c("brand", "gender"))

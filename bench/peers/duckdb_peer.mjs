@@ -117,7 +117,8 @@ const work = {
       ON b1, b2, b3 INTO NAME var VALUE brand`);                    // drops empty values
     const cases = await rows(con, `
       WITH m AS (SELECT DISTINCT cid, gender, wt, brand FROM long),  -- a case counts once per brand
-      base AS (SELECT grouping(gender) AS gg, gender, sum(wt) AS tw FROM s GROUP BY CUBE (gender)),
+      base AS (SELECT grouping(gender) AS gg, gender, sum(wt) AS tw FROM s  -- the set's valid cases
+                 WHERE b1 IS NOT NULL OR b2 IS NOT NULL OR b3 IS NOT NULL GROUP BY CUBE (gender)),
       c AS (SELECT 0 AS gb, grouping(gender) AS gg, brand, gender, sum(wt) AS w
             FROM m GROUP BY GROUPING SETS ((brand, gender), (brand))
             UNION ALL SELECT 1, gg, NULL, gender, tw FROM base)

@@ -329,8 +329,8 @@ NOTES = """Notes:
   cube(), and window functions over GROUPING SETS in DuckDB SQL. DuckDB's standard deviation comes from
   weighted sums of x and x^2.
 - Brands: a case counts once per brand it mentions ("cases"); responses count mentions. The column
-  percentage base is the weighted count of all cases in the column, as the set's total includes cases
-  with no brand.
+  percentage base is the weighted count of the set's valid cases in the column: a case that names no
+  brand at all counts towards total N only, not in the set's total.
 """
 
 

@@ -99,7 +99,8 @@ def w4(df):
     cases["Total"] = cases.sum(axis=1)
     resp = pd.crosstab(long["brand"], long["gender"], values=long["wt"], aggfunc="sum",
                        margins=True, margins_name="Total").fillna(0.0)
-    base = df.groupby("gender")["wt"].sum()                       # every case of the column
+    # The set's valid cases: a case with no brand at all counts towards total N only.
+    base = df[df[["b1", "b2", "b3"]].notna().any(axis=1)].groupby("gender")["wt"].sum()
     base["Total"] = base.sum()
     cases.loc["Total"] = base
     colpct = cases / base * 100.0
