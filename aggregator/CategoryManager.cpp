@@ -221,6 +221,18 @@ AggregationCategory* CategoryManager::MakeListedValueCategory(const ParsedCatego
     return category;
 }
 
+AggregationCategory* CategoryManager::MakeLabelledValueCategory(int varIndex, int valueType, const OBS& value,
+                                                                int valueWidth, const char* label)
+{
+    AggregationCategory* category = new AggregationCategory(AggregationCategory::kValue, valueType);
+    category->SetVarIndex(varIndex);
+    category->SetCatEncoding(0);
+    category->SetEmpty(true);
+    category->SetCatLabel(label, false);
+    category->SetCatValue(value, valueWidth);
+    return category;
+}
+
 // ---------------------------------------------------------------------------
 // Plain variables
 
@@ -280,12 +292,7 @@ int CategoryManager::GetAllLabeledValues()
     while (labels.GetNextPair(value, label)) {
         if (!_includeMissing && variable->IsMissing(value)) continue;
         if (_dimension->GetCategoryEncoding(value) != TableEncryptionCodes::kNoCategory) continue;
-        AggregationCategory* category = new AggregationCategory(AggregationCategory::kValue, varType);
-        category->SetVarIndex(_varIndex);
-        category->SetCatEncoding(0);
-        category->SetEmpty(true);
-        category->SetCatLabel(label, false);
-        category->SetCatValue(*value);
+        AggregationCategory* category = MakeLabelledValueCategory(_varIndex, varType, *value, varType, label);
         InsertByValue(category, varType);
     }
     return static_cast<int>(_categories.size());
@@ -305,12 +312,7 @@ void CategoryManager::GetAllCatsForExplicitList(bool checkMissing)
         bool isMissing = checkMissing && variable->IsMissing(value) != 0;
         ParsedCategory* item = _dimension->ExplicitListContains(*value, isMissing, -1);
         if (!item) continue;
-        AggregationCategory* category = new AggregationCategory(AggregationCategory::kValue, varType);
-        category->SetVarIndex(_varIndex);
-        category->SetCatEncoding(0);
-        category->SetEmpty(true);
-        category->SetCatLabel(label, false);
-        category->SetCatValue(*value);
+        AggregationCategory* category = MakeLabelledValueCategory(_varIndex, varType, *value, varType, label);
         item->AddCategory(category);
     }
 
@@ -653,12 +655,7 @@ void CategoryManager::GetAllMCLabeledValues()
         const char* label = nullptr;
         while (labels.GetNextPair(value, label)) {
             if (!_includeMissing && variable->IsMissing(value)) continue;
-            AggregationCategory* category = new AggregationCategory(AggregationCategory::kValue, _valueType);
-            category->SetVarIndex(member);
-            category->SetCatEncoding(0);
-            category->SetEmpty(true);
-            category->SetCatLabel(label, false);
-            category->SetCatValue(*value, memberType);
+            AggregationCategory* category = MakeLabelledValueCategory(member, _valueType, *value, memberType, label);
             if (AggregationCategory* held = FindEqual(_categories, *category)) {
                 delete category;
                 held->SetCatLabel(label, false);
@@ -686,12 +683,7 @@ void CategoryManager::GetAllMCCatsForExplicitList(bool checkMissing)
             bool isMissing = checkMissing && variable->IsMissing(value) != 0;
             ParsedCategory* item = _dimension->ExplicitListContains(*value, isMissing, memberType);
             if (!item) continue;
-            AggregationCategory* category = new AggregationCategory(AggregationCategory::kValue, _valueType);
-            category->SetVarIndex(member);
-            category->SetCatEncoding(0);
-            category->SetEmpty(true);
-            category->SetCatLabel(label, false);
-            category->SetCatValue(*value, memberType);
+            AggregationCategory* category = MakeLabelledValueCategory(member, _valueType, *value, memberType, label);
             if (AggregationCategory* held = FindEqual(item->GetCategories(), *category)) {
                 delete category;
                 held->SetCatLabel(label, false);

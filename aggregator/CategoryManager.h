@@ -83,6 +83,10 @@ private:
     void InsertByValue(AggregationCategory* category, int compareWidth);
     // A kValue category for a listed value that no case and no label produced.
     AggregationCategory* MakeListedValueCategory(const ParsedCategory* item, int varIndex, int valueType) const;
+    // An empty category (encoding 0, no case yet) for a value that carries a
+    // value label: `value` is `valueWidth` wide, the category `valueType`.
+    static AggregationCategory* MakeLabelledValueCategory(int varIndex, int valueType, const OBS& value,
+                                                          int valueWidth, const char* label);
     // Splits off the total by _totalPosition; returns it or null.
     AggregationCategory* TakeTotalOut(std::vector<AggregationCategory*>& rest) const;
     void PutTotalBack(AggregationCategory* total, std::vector<AggregationCategory*>& list) const;
