@@ -169,7 +169,7 @@ void CellValues::Accumulate(const CellStatistics::Accumulator& acc, bool valid, 
     case TEC::kUMedian: {
         KvFreqTable& map = FreqTables()[acc.slot];
         if (first) map.clear();
-        if (valid) map[x] += (acc.kind == TEC::kMedian) ? weight : 1.0;
+        if (valid) map.Add(x, (acc.kind == TEC::kMedian) ? weight : 1.0);
         return;
     }
     default:

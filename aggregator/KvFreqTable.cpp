@@ -3,13 +3,39 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace {
 
-std::uint64_t HashValue(double value)
+std::uint64_t Bits(double value)
 {
     std::uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+double FromBits(std::uint64_t bits)
+{
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+// An empty slot holds a signalling NaN that no stored value can have, because
+// Fold turns every NaN into the one quiet NaN.
+const std::uint64_t kEmptyBits = 0x7ff4c0ffee0dd00dULL;
+const std::uint64_t kNaNBits = 0x7ff8000000000000ULL;
+
+// -0.0 becomes 0.0 and every NaN the quiet NaN, so that bit equality is value
+// equality and a NaN stays findable.
+std::uint64_t Fold(double value)
+{
+    if (std::isnan(value)) return kNaNBits;
+    return Bits(value + 0.0);
+}
+
+std::uint64_t HashBits(std::uint64_t bits)
+{
     bits ^= bits >> 33;
     bits *= 0xff51afd7ed558ccdULL;
     bits ^= bits >> 33;
@@ -18,8 +44,57 @@ std::uint64_t HashValue(double value)
     return bits;
 }
 
-// Bit equality keeps a NaN findable; values are stored with -0.0 folded into 0.0.
-bool SameValue(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+// An unsigned key in the order of the (folded) values: negative values flip
+// entirely, non-negative ones get the sign bit, and the quiet NaN lands above
+// +infinity.
+std::uint64_t OrderKey(double value)
+{
+    const std::uint64_t bits = Bits(value);
+    return (bits >> 63) ? ~bits : bits | 0x8000000000000000ULL;
+}
+
+bool EntryBefore(const KvFreqTable::Entry& e, std::uint64_t key) { return OrderKey(e.first) < key; }
+
+// Least-significant-digit radix sort on OrderKey, eight passes of one byte,
+// skipping a byte that every key shares. Stable, so repeats of a value keep
+// their arrival order for the summation.
+void RadixSortByValue(std::vector<KvFreqTable::Entry>& a)
+{
+    typedef KvFreqTable::Entry Entry;
+    const std::size_t n = a.size();
+    if (n < 256) {
+        std::stable_sort(a.begin(), a.end(),
+                         [](const Entry& x, const Entry& y) { return OrderKey(x.first) < OrderKey(y.first); });
+        return;
+    }
+    std::vector<std::size_t> counts(8 * 256, 0);
+    for (const Entry& e : a) {
+        const std::uint64_t key = OrderKey(e.first);
+        for (int b = 0; b < 8; ++b) ++counts[b * 256 + ((key >> (8 * b)) & 0xff)];
+    }
+    std::vector<Entry> scratch(n);
+    Entry* src = a.data();
+    Entry* dst = scratch.data();
+    for (int b = 0; b < 8; ++b) {
+        std::size_t* count = &counts[b * 256];
+        const std::uint64_t first = (OrderKey(src[0].first) >> (8 * b)) & 0xff;
+        if (count[first] == n) continue;
+        std::size_t offset = 0;
+        for (int d = 0; d < 256; ++d) {
+            const std::size_t c = count[d];
+            count[d] = offset;
+            offset += c;
+        }
+        for (std::size_t i = 0; i < n; ++i) dst[count[(OrderKey(src[i].first) >> (8 * b)) & 0xff]++] = src[i];
+        std::swap(src, dst);
+    }
+    if (src != a.data()) std::copy(src, src + n, a.data());
+}
+
+const std::size_t kMinCapacity = 16;
+// A run takes repeats this many at a time at least, so a small run that is fed
+// again is not merged on every case.
+const std::size_t kMinPending = 4096;
 
 }  // namespace
 
@@ -28,71 +103,191 @@ KvFreqTable::KvFreqTable(std::initializer_list<std::pair<const double, double>> 
     for (const auto& item : items) (*this)[item.first] = item.second;
 }
 
-std::int32_t KvFreqTable::Find(double value) const
+KvFreqTable::KvFreqTable(const KvFreqTable& other)
 {
-    if (_slots.empty()) return -1;
-    const std::size_t mask = _slots.size() - 1;
-    for (std::size_t i = HashValue(value) & mask; std::int32_t e = _slots[i]; i = (i + 1) & mask)
-        if (SameValue(_entries[static_cast<std::size_t>(e - 1)].first, value)) return e - 1;
-    return -1;
+    other.EnsureOrdered();
+    _sorted = other._sorted;
+    _count = _sorted.size();
 }
 
-double KvFreqTable::WeightOf(double value) const
+KvFreqTable& KvFreqTable::operator=(const KvFreqTable& other)
 {
-    std::int32_t e = Find(value + 0.0);
-    return e < 0 ? 0.0 : _entries[static_cast<std::size_t>(e)].second;
+    if (this != &other) {
+        KvFreqTable copy(other);
+        *this = std::move(copy);
+    }
+    return *this;
+}
+
+KvFreqTable::KvFreqTable(KvFreqTable&& other) noexcept
+    : _slots(std::move(other._slots)), _capacity(other._capacity), _count(other._count),
+      _sorted(std::move(other._sorted)), _pending(std::move(other._pending))
+{
+    other.clear();
+}
+
+KvFreqTable& KvFreqTable::operator=(KvFreqTable&& other) noexcept
+{
+    if (this != &other) {
+        _slots = std::move(other._slots);
+        _capacity = other._capacity;
+        _count = other._count;
+        _sorted = std::move(other._sorted);
+        _pending = std::move(other._pending);
+        other.clear();
+    }
+    return *this;
+}
+
+// The slot of `bits` in the hash table, or the empty slot where it would go.
+KvFreqTable::Entry* KvFreqTable::Probe(std::uint64_t bits) const
+{
+    const std::size_t mask = _capacity - 1;
+    for (std::size_t i = HashBits(bits) & mask;; i = (i + 1) & mask) {
+        const std::uint64_t slot = Bits(_slots[i].first);
+        if (slot == bits || slot == kEmptyBits) return &_slots[i];
+    }
+}
+
+// Puts the absent value `bits` into the hash table, growing it first when it
+// would pass three quarters full (linear probes stay a few slots long, and
+// four slots share a cache line).
+double& KvFreqTable::InsertIntoHash(std::uint64_t bits)
+{
+    if ((_count + 1) * 4 > _capacity * 3) Rehash(_capacity * 2);
+    Entry* slot = Probe(bits);
+    *slot = Entry(FromBits(bits), 0.0);
+    ++_count;
+    return slot->second;
+}
+
+void KvFreqTable::Add(double value, double weight)
+{
+    const std::uint64_t bits = Fold(value);
+    if (_capacity != 0) {
+        Entry* slot = Probe(bits);
+        if (Bits(slot->first) == bits) {
+            slot->second += weight;
+            return;
+        }
+        if (_count < kHashLimit) {
+            InsertIntoHash(bits) += weight;
+            return;
+        }
+        HashToRun();
+    } else if (_sorted.empty() && _pending.empty()) {
+        _count = 0;
+        Rehash(kMinCapacity);
+        InsertIntoHash(bits) += weight;
+        return;
+    }
+    const std::size_t threshold = std::max(kMinPending, _sorted.size());
+    if (_pending.empty()) _pending.reserve(threshold);
+    _pending.emplace_back(FromBits(bits), weight);
+    if (_pending.size() >= threshold) MergePending();
 }
 
 double& KvFreqTable::operator[](double value)
 {
-    value += 0.0;
-    if (_slots.empty()) _slots.assign(16, 0);
-    std::size_t mask = _slots.size() - 1;
-    std::size_t i = HashValue(value) & mask;
-    while (std::int32_t e = _slots[i]) {
-        Entry& entry = _entries[static_cast<std::size_t>(e - 1)];
-        if (SameValue(entry.first, value)) return entry.second;
-        i = (i + 1) & mask;
+    const std::uint64_t bits = Fold(value);
+    if (empty()) {
+        _count = 0;
+        Rehash(kMinCapacity);
     }
-    // Keep the table at most half full so that probes stay short.
-    if ((_entries.size() + 1) * 2 > _slots.size()) {
-        Grow();
-        mask = _slots.size() - 1;
-        i = HashValue(value) & mask;
-        while (_slots[i]) i = (i + 1) & mask;
+    if (_capacity != 0) {
+        Entry* slot = Probe(bits);
+        return Bits(slot->first) == bits ? slot->second : InsertIntoHash(bits);
     }
-    _entries.emplace_back(value, 0.0);
-    _slots[i] = static_cast<std::int32_t>(_entries.size());
-    return _entries.back().second;
+    Order();
+    const std::uint64_t key = OrderKey(FromBits(bits));
+    auto it = std::lower_bound(_sorted.begin(), _sorted.end(), key, EntryBefore);
+    if (it == _sorted.end() || Bits(it->first) != bits) it = _sorted.insert(it, Entry(FromBits(bits), 0.0));
+    return it->second;
 }
 
-void KvFreqTable::Grow()
+double KvFreqTable::WeightOf(double value) const
 {
-    std::vector<std::int32_t> slots(_slots.size() * 2, 0);
-    const std::size_t mask = slots.size() - 1;
-    for (std::size_t e = 0; e < _entries.size(); ++e) {
-        std::size_t i = HashValue(_entries[e].first) & mask;
-        while (slots[i]) i = (i + 1) & mask;
-        slots[i] = static_cast<std::int32_t>(e + 1);
+    const std::uint64_t bits = Fold(value);
+    if (_capacity != 0) {
+        const Entry* slot = Probe(bits);
+        return Bits(slot->first) == bits ? slot->second : 0.0;
     }
-    _slots.swap(slots);
+    EnsureOrdered();
+    auto it = std::lower_bound(_sorted.begin(), _sorted.end(), OrderKey(FromBits(bits)), EntryBefore);
+    return (it != _sorted.end() && Bits(it->first) == bits) ? it->second : 0.0;
+}
+
+std::size_t KvFreqTable::size() const
+{
+    if (_capacity != 0) return _count;
+    EnsureOrdered();
+    return _sorted.size();
+}
+
+// Moves every value of the hash table into a fresh one of `capacity` slots.
+void KvFreqTable::Rehash(std::size_t capacity)
+{
+    std::unique_ptr<Entry[]> slots(new Entry[capacity]);
+    std::fill(slots.get(), slots.get() + capacity, Entry(FromBits(kEmptyBits), 0.0));
+    const std::size_t mask = capacity - 1;
+    for (std::size_t s = 0; s < _capacity; ++s) {
+        if (Bits(_slots[s].first) == kEmptyBits) continue;
+        std::size_t i = HashBits(Bits(_slots[s].first)) & mask;
+        while (Bits(slots[i].first) != kEmptyBits) i = (i + 1) & mask;
+        slots[i] = _slots[s];
+    }
+    _slots = std::move(slots);
+    _capacity = capacity;
+}
+
+void KvFreqTable::HashToRun() const
+{
+    _sorted.reserve(_count);
+    for (std::size_t s = 0; s < _capacity; ++s)
+        if (Bits(_slots[s].first) != kEmptyBits) _sorted.push_back(_slots[s]);
+    _slots.reset();
+    _capacity = 0;
+    RadixSortByValue(_sorted);
+}
+
+// Folds the pending cases into the run: a value's weight is its run weight
+// plus its pending weights in arrival order, as the hash table would sum them.
+void KvFreqTable::MergePending() const
+{
+    RadixSortByValue(_pending);
+    std::vector<Entry> merged;
+    merged.reserve(_sorted.size() + _pending.size());
+    std::size_t i = 0;
+    const std::size_t runSize = _sorted.size(), pendingSize = _pending.size();
+    for (std::size_t j = 0; j < pendingSize;) {
+        const std::uint64_t key = OrderKey(_pending[j].first);
+        while (i < runSize && OrderKey(_sorted[i].first) < key) merged.push_back(_sorted[i++]);
+        Entry e(_pending[j].first, 0.0);
+        if (i < runSize && OrderKey(_sorted[i].first) == key) e = _sorted[i++];
+        do {
+            e.second += _pending[j].second;
+            ++j;
+        } while (j < pendingSize && OrderKey(_pending[j].first) == key);
+        merged.push_back(e);
+    }
+    merged.insert(merged.end(), _sorted.begin() + static_cast<std::ptrdiff_t>(i), _sorted.end());
+    _sorted.swap(merged);
+    _pending.clear();
+}
+
+void KvFreqTable::Order() const
+{
+    if (_capacity != 0) HashToRun();
+    if (!_pending.empty()) MergePending();
+    // A table that has been read keeps no spare room.
+    std::vector<Entry>().swap(_pending);
 }
 
 void KvFreqTable::clear()
 {
-    _entries.clear();
-    std::fill(_slots.begin(), _slots.end(), 0);
-    _order.clear();
-}
-
-void KvFreqTable::BuildOrder() const
-{
-    _order.resize(_entries.size());
-    for (std::size_t e = 0; e < _entries.size(); ++e) _order[e] = static_cast<std::int32_t>(e);
-    // A NaN value (which no ordering of numbers places) goes last.
-    std::sort(_order.begin(), _order.end(), [this](std::int32_t a, std::int32_t b) {
-        double x = _entries[static_cast<std::size_t>(a)].first, y = _entries[static_cast<std::size_t>(b)].first;
-        if (std::isnan(x) || std::isnan(y)) return !std::isnan(x) && std::isnan(y);
-        return x < y;
-    });
+    _slots.reset();
+    _capacity = 0;
+    _count = 0;
+    std::vector<Entry>().swap(_sorted);
+    std::vector<Entry>().swap(_pending);
 }

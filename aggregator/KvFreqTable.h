@@ -2,12 +2,22 @@
 // value with its summed weight, read in ascending value order by the
 // percentile, median and mode functions.
 //
-// Cases arrive in data order and most of them repeat a value already seen, so
-// values are accumulated in a hash table (one probe per case, no allocation
-// for a value already present) and put in order only when the table is read:
-// the ascending order is built on the first ordered access after a new value
-// arrived and kept until the next one. A tree map would pay a chain of cache
-// misses on every case instead, and about twice the memory per value.
+// Cases arrive in data order, and the table adapts to how many distinct
+// values they bring:
+//  - While it holds few values (a score of 0 to 100, a rounded amount) it is an
+//    open-addressing hash table whose slots hold the (value, weight) pairs
+//    themselves: a case costs one probe into a table small enough to stay in
+//    cache, and no allocation once its value is present.
+//  - Past kHashLimit values (an income in cents) every probe would be a cache
+//    miss, so the table becomes a sorted run of distinct values plus a
+//    pending array that a case merely appends to. When the pending array is
+//    as long as the run it is radix-sorted (stably) and merged into the run,
+//    so each case is moved a bounded number of times and memory stays within
+//    about twice the distinct values.
+// The first ordered read leaves one ascending array, which reads walk as
+// contiguous memory. Weights are summed in data order in every state (a
+// value's weight from the run first, then its pending cases in arrival
+// order), so the sums are the same bits whichever path a value took.
 #ifndef KVAGGR_KVFREQTABLE_H
 #define KVAGGR_KVFREQTABLE_H
 
@@ -15,96 +25,80 @@
 #include <cstdint>
 #include <initializer_list>
 #include <iterator>
+#include <memory>
 #include <utility>
 #include <vector>
 
 class KvFreqTable {
 public:
     typedef std::pair<double, double> Entry;  // value, summed weight
-
-    // Bidirectional, in ascending value order.
-    class const_iterator {
-    public:
-        using iterator_category = std::bidirectional_iterator_tag;
-        using value_type = Entry;
-        using difference_type = std::ptrdiff_t;
-        using pointer = const Entry*;
-        using reference = const Entry&;
-
-        const_iterator() = default;
-        reference operator*() const { return (*_entries)[static_cast<std::size_t>(*_pos)]; }
-        pointer operator->() const { return &**this; }
-        const_iterator& operator++()
-        {
-            ++_pos;
-            return *this;
-        }
-        const_iterator operator++(int)
-        {
-            const_iterator before = *this;
-            ++_pos;
-            return before;
-        }
-        const_iterator& operator--()
-        {
-            --_pos;
-            return *this;
-        }
-        const_iterator operator--(int)
-        {
-            const_iterator before = *this;
-            --_pos;
-            return before;
-        }
-        bool operator==(const const_iterator& o) const { return _pos == o._pos; }
-        bool operator!=(const const_iterator& o) const { return _pos != o._pos; }
-
-    private:
-        friend class KvFreqTable;
-        const_iterator(const std::vector<Entry>* entries, const std::int32_t* pos) : _entries(entries), _pos(pos) {}
-        const std::vector<Entry>* _entries = nullptr;
-        const std::int32_t* _pos = nullptr;
-    };
+    // Contiguous, in ascending value order; a NaN value comes last.
+    typedef const Entry* const_iterator;
     typedef std::reverse_iterator<const_iterator> const_reverse_iterator;
+
+    // Distinct values held in the hash table before the table turns to a run.
+    static constexpr std::size_t kHashLimit = 16384;
 
     KvFreqTable() = default;
     KvFreqTable(std::initializer_list<std::pair<const double, double>> items);
+    KvFreqTable(const KvFreqTable& other);
+    KvFreqTable& operator=(const KvFreqTable& other);
+    KvFreqTable(KvFreqTable&& other) noexcept;
+    KvFreqTable& operator=(KvFreqTable&& other) noexcept;
+    ~KvFreqTable() = default;
 
-    // The summed weight of `value`, inserted as 0 when absent. 0.0 and -0.0
-    // are one value.
+    // Adds `weight` to the summed weight of `value`: the per-case update. 0.0
+    // and -0.0 are one value, and so are all NaNs.
+    void Add(double value, double weight);
+    // The summed weight of `value`, inserted as 0 when absent. The reference is
+    // good until the next change to the table or the next ordered read.
     double& operator[](double value);
     // The summed weight of `value`; 0 when the table has not seen it.
     double WeightOf(double value) const;
-    std::size_t size() const { return _entries.size(); }
-    bool empty() const { return _entries.empty(); }
+    std::size_t size() const;
+    bool empty() const { return _capacity == 0 && _sorted.empty() && _pending.empty(); }
     void clear();
 
     const_iterator begin() const
     {
         EnsureOrdered();
-        return const_iterator(&_entries, _order.data());
+        return _sorted.data();
     }
     const_iterator end() const
     {
         EnsureOrdered();
-        return const_iterator(&_entries, _order.data() + _order.size());
+        return _sorted.data() + _sorted.size();
     }
     const_reverse_iterator rbegin() const { return const_reverse_iterator(end()); }
     const_reverse_iterator rend() const { return const_reverse_iterator(begin()); }
 
+    // Bytes held by the table, for the memory benchmarks.
+    std::size_t MemoryBytes() const
+    {
+        return (_capacity + _sorted.capacity() + _pending.capacity()) * sizeof(Entry);
+    }
+
 private:
     void EnsureOrdered() const
     {
-        if (_order.size() != _entries.size()) BuildOrder();
+        if (_capacity != 0 || !_pending.empty()) Order();
     }
-    void BuildOrder() const;
-    void Grow();
-    // The entry index of `value` (folded), or -1.
-    std::int32_t Find(double value) const;
+    void Order() const;
+    void HashToRun() const;
+    void MergePending() const;
+    void Rehash(std::size_t capacity);
+    Entry* Probe(std::uint64_t bits) const;
+    double& InsertIntoHash(std::uint64_t bits);
 
-    std::vector<Entry> _entries;        // first-seen order
-    std::vector<std::int32_t> _slots;   // open addressing: entry index + 1, 0 empty
-    mutable std::vector<std::int32_t> _order;  // entry indices in ascending value order
+    // Hash state: _capacity > 0; the slots hold every value (_count of them),
+    // _sorted and _pending are empty.
+    // Run state: _capacity == 0; the values are those of _sorted (ascending,
+    // distinct) and of _pending (arrival order, repeats allowed).
+    mutable std::unique_ptr<Entry[]> _slots;
+    mutable std::size_t _capacity = 0;
+    std::size_t _count = 0;
+    mutable std::vector<Entry> _sorted;
+    mutable std::vector<Entry> _pending;
 };
 
 #endif

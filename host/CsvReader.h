@@ -47,7 +47,7 @@ public:
 
     // Moves to the next record; false at the end of the file.
     bool Next();
-    int NumFields() const { return static_cast<int>(_fields.size()); }
+    int NumFields() const { return static_cast<int>(_numFields); }
     // Field i of the current record, unquoted. Valid until the next call of Next.
     std::string_view Field(int i) const { return _fields[static_cast<size_t>(i)]; }
     // The physical line (1-based) on which the current record starts.
@@ -60,6 +60,7 @@ public:
 private:
     enum class Parse { kRecord, kBlank, kNeedMore };
     Parse ParseRecord();
+    [[gnu::noinline]] void GrowFields();
     bool Fill();
     [[noreturn]] void Fail(long long line, const std::string& what) const;
 
@@ -74,13 +75,19 @@ private:
     long long _line = 1;  // line at _pos
     long long _recordLine = 0;
     std::string _scratch;  // unquoted copies of quoted fields
-    struct Span {
+    // A quoted field's place in _scratch, which may move while the record is
+    // read; its view is made once the record is complete.
+    struct Quoted {
+        size_t field;
         size_t offset;
         size_t length;
-        bool inScratch;
     };
-    std::vector<Span> _spans;
+    std::vector<Quoted> _quoted;
+    // The fields of the current record are the first _numFields; the vector
+    // only grows, so a record costs no allocation once a wide one was read.
     std::vector<std::string_view> _fields;
+    size_t _numFields = 0;
+    bool _special[256] = {};  // bytes that end an unquoted field or are errors in it
 };
 
 #endif

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <charconv>
 #include <cstdio>
 #include <fstream>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "CsvLoader.h"
 #include "TestSupport.h"
@@ -104,6 +107,33 @@ TEST(HostCsv, NumberSyntax)
     for (const char* bad : {"", "  ", "nan", "NaN", "inf", "-inf", "Infinity", "0x10", "1,5", "1e400", "--1", "+",
                             ".", "1 2", "1e", "e5", "12abc", "\xC2\xA0" "1"})
         EXPECT_FALSE(ParseCsvNumber(bad, v)) << bad;
+}
+
+// Short plain decimals take a quicker path than the general conversion; both
+// must give the same double for every text, including those just past the
+// quicker path's limits (2^53 as digits, 19 digits, 22 places).
+TEST(HostCsv, ShortDecimalsConvertExactlyAsTheGeneralConversion)
+{
+    std::vector<std::string> texts = {"9007199254740992", "9007199254740993", "9007199254740993.5",
+                                      "1234567890123456789", "12345678901234567890", "0.1", "0.30000000000000004",
+                                      "0.0000000000000000000001", "0.00000000000000000000001", "123456.7890123456789",
+                                      "4.35", "1e22", "0.7884", "16670.89", "5.", ".5", "000000000000000000001"};
+    std::mt19937_64 rng(5);
+    for (int i = 0; i < 20000; ++i) {
+        std::string t = std::to_string(rng() % 100000000000ULL);
+        const size_t point = rng() % (t.size() + 1);
+        if (point < t.size()) t.insert(point, ".");
+        texts.push_back(t);
+    }
+    for (const std::string& t : texts) {
+        double want = 0;
+        std::from_chars(t.data(), t.data() + t.size(), want);
+        double got = -1;
+        ASSERT_TRUE(ParseCsvNumber(t, got)) << t;
+        ASSERT_EQ(got, want) << t;
+        ASSERT_TRUE(ParseCsvNumber("-" + t, got)) << t;
+        ASSERT_EQ(got, -want) << t;
+    }
 }
 
 TEST(HostCsv, InferenceOfTypesAndWidths)
