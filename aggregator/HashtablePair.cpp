@@ -165,6 +165,7 @@ void KvAggrHashtablePair::CopyChainsFrom(const KvAggrHashtablePair& other, KvAgg
     threshold = other.threshold;
     loadFactor = other.loadFactor;
     rehashCount = 0;
+    forgetRecent();
     buckets = new KvAggrPairNode*[numBuckets]();
     for (int b = 0; b < numBuckets; ++b) buckets[b] = KvAggrPairNodeList::listCopy(other.buckets[b], nodes);
 }
@@ -218,6 +219,31 @@ void KvAggrHashtablePair::putOverwrite(CellKey* key, CellValues* values)
 
 KvAggrPairNode* KvAggrHashtablePair::get(const CellKey* key) const
 {
+    const int length = static_cast<int>(key->length());
+    if (length > kRecentKeyMax) return chainGet(key);
+    const int hash = key->GetHashCode();
+    if (!recent) {
+        recent.reset(new RecentSlot[kRecentSlots]);
+        for (int i = 0; i < kRecentSlots; ++i) recent[i].node = nullptr;
+    }
+    RecentSlot& slot = recent[static_cast<unsigned>(hash) % kRecentSlots];
+    if (slot.node && slot.hash == hash && slot.length == length) {
+        int i = 0;
+        while (i < length && slot.entries[i] == (*key)[i]) ++i;
+        if (i == length) return slot.node;
+    }
+    KvAggrPairNode* node = chainGet(key);
+    if (node) {
+        slot.node = node;
+        slot.hash = hash;
+        slot.length = length;
+        for (int i = 0; i < length; ++i) slot.entries[i] = (*key)[i];
+    }
+    return node;
+}
+
+KvAggrPairNode* KvAggrHashtablePair::chainGet(const CellKey* key) const
+{
     int b = BucketOf(key);
     for (KvAggrPairNode* p = buckets[b]; p; p = p->next)
         if (p->pair.key->Equals(*key)) return p;
@@ -230,6 +256,7 @@ CellPair* KvAggrHashtablePair::remove(CellKey* key)
     CellPair probe{key, nullptr};
     KvAggrPairNode* node = KvAggrPairNodeList::listSearch(buckets[b], probe);
     if (!node) return nullptr;
+    forgetRecent();
     CellPair* removed = new CellPair(node->pair);
     KvAggrPairNodeList::listRemove(buckets[b], node, freeStack);
     --count;
@@ -238,12 +265,14 @@ CellPair* KvAggrHashtablePair::remove(CellKey* key)
 
 void KvAggrHashtablePair::clear()
 {
+    forgetRecent();
     for (int b = 0; b < numBuckets; ++b) KvAggrPairNodeList::listClearSimple(buckets[b], freeStack);
     count = 0;
 }
 
 void KvAggrHashtablePair::clearDeep()
 {
+    forgetRecent();
     for (int b = 0; b < numBuckets; ++b) KvAggrPairNodeList::listClear(buckets[b], freeStack);
     count = 0;
 }

@@ -5,6 +5,8 @@
 #ifndef KVAGGR_HASHTABLEPAIR_H
 #define KVAGGR_HASHTABLEPAIR_H
 
+#include <memory>
+
 #include "CellKey.h"
 
 class CellValues;
@@ -151,6 +153,22 @@ public:
 
 private:
     int BucketOf(const CellKey* key) const { return key->GetHashCode() % numBuckets; }
+    KvAggrPairNode* chainGet(const CellKey* key) const;
+    // Lookups of the per-case path hit the same few cells over and over, so a
+    // small direct-mapped cache of recent hits, holding a copy of each key's
+    // entries, answers most of them without the division and the chain of
+    // pointers (node, key, entries). Nodes never move while they are in the
+    // table (a rehash relinks them), so a cached node stays good until a
+    // removal or a clear, which forget the cache.
+    static constexpr int kRecentSlots = 256;
+    static constexpr int kRecentKeyMax = 6;
+    struct RecentSlot {
+        KvAggrPairNode* node;
+        int hash;
+        int length;
+        int entries[kRecentKeyMax];
+    };
+    void forgetRecent() { recent.reset(); }
     void rehash();
     void CopyChainsFrom(const KvAggrHashtablePair& other, KvAggrPairNodeStack& nodes);
 
@@ -161,6 +179,7 @@ private:
     float loadFactor;
     int rehashCount;
     KvAggrPairNodeStack freeStack;
+    mutable std::unique_ptr<RecentSlot[]> recent;  // made on the first lookup
 };
 
 #endif
