@@ -265,3 +265,37 @@ TEST(KvAggrHashtablePair, DisplayListsNonEmptyBuckets)
     EXPECT_EQ(out.Writes()[1].first, 1);
     table.clear();
 }
+
+// Lookups are answered from a cache of recent hits: it must never hand back a
+// node for a different key (keys of one hash, keys longer than it holds), nor
+// a node that a removal or a clear took out of the table.
+TEST(KvAggrHashtablePair, RecentLookupsNeverOutliveTheirNodes)
+{
+    KvAggrHashtablePair table(7);
+    for (int i = 0; i < 600; ++i) ASSERT_TRUE(table.put(Key({i % 30, i / 30}), nullptr));
+    // {1, 2} and {2, 1} weigh their entries differently; {0, 0, 0, 0, 0, 0, 0} is longer than a cached key.
+    ASSERT_TRUE(table.put(Key({0, 0, 0, 0, 0, 0, 0}), nullptr));
+    for (int round = 0; round < 3; ++round)
+        for (int i = 0; i < 600; ++i) {
+            std::unique_ptr<CellKey> probe(Key({i % 30, i / 30}));
+            KvAggrPairNode* node = table.get(probe.get());
+            ASSERT_NE(node, nullptr);
+            ASSERT_TRUE(node->pair.key->Equals(*probe)) << i;
+        }
+    std::unique_ptr<CellKey> absent(Key({31, 0})), seven(Key({0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(table.get(absent.get()), nullptr);
+    EXPECT_NE(table.get(seven.get()), nullptr);
+
+    std::unique_ptr<CellKey> k(Key({4, 5}));
+    ASSERT_NE(table.get(k.get()), nullptr);  // now cached
+    std::unique_ptr<CellPair> removed(table.remove(k.get()));
+    ASSERT_NE(removed, nullptr);
+    delete removed->key;
+    EXPECT_EQ(table.get(k.get()), nullptr);
+    ASSERT_TRUE(table.put(Key({4, 5}), nullptr));
+    EXPECT_TRUE(table.get(k.get())->pair.key->Equals(*k));
+
+    table.clearDeep();
+    EXPECT_EQ(table.get(k.get()), nullptr);
+    EXPECT_EQ(table.size(), 0);
+}
