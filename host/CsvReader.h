@@ -68,6 +68,10 @@ private:
     char _delimiter;
     std::FILE* _file = nullptr;
     std::vector<char> _buffer;
+    // A file of at least kMapMinBytes is mapped whole instead (_buffer unused).
+    static constexpr size_t kMapMinBytes = size_t{4} << 20;
+    const char* _mapped = nullptr;
+    size_t _mappedSize = 0;
     size_t _pos = 0;  // start of the unconsumed input
     size_t _end = 0;  // end of the valid bytes
     bool _eof = false;

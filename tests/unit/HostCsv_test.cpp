@@ -136,6 +136,26 @@ TEST(HostCsv, ShortDecimalsConvertExactlyAsTheGeneralConversion)
     }
 }
 
+// Files of some megabytes are mapped rather than read through a buffer: the
+// same records, line numbers and errors either way.
+TEST(HostCsv, LargeMappedFileReadsAsASmallOne)
+{
+    const int rows = 250000;  // about 6 MB
+    std::string text = "\xEF\xBB\xBFid,name,x\r\n";
+    for (int i = 0; i < rows; ++i)
+        text += std::to_string(i) + ",\"n\"\"" + std::to_string(i % 7) + "\nz\"," + std::to_string(i) + ".5\r\n";
+    ASSERT_GE(text.size(), size_t{4} << 20);
+    auto ds = LoadCsv(WriteFile("big.csv", text + "last,\"a,b\",7"));  // no line break at the end
+    ASSERT_EQ(ds->GetNumCases(), rows + 1);
+    EXPECT_STREQ(ds->GetVariable(0)->GetName(), "id");
+    EXPECT_EQ(Text(*ds, 12345, 1), "n\"4\nz");
+    EXPECT_EQ(Num(*ds, rows - 1, 2), rows - 1 + 0.5);
+    EXPECT_EQ(Text(*ds, rows, 0), "last");
+    EXPECT_EQ(Text(*ds, rows, 1), "a,b");
+    // Each record spans two lines; the header is line 1.
+    EXPECT_EQ(LoadError(text + "1,2\n"), "err.csv:" + std::to_string(2 * rows + 2) + ": expected 3 fields, found 2");
+}
+
 TEST(HostCsv, InferenceOfTypesAndWidths)
 {
     // "Zürich" is 7 bytes; "  " and "" are blank; "x   " counts as 1 byte.
