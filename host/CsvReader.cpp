@@ -206,6 +206,13 @@ bool CsvRecordReader::Fill()
 
 bool CsvRecordReader::Next()
 {
+    // The records before _pos are done with: give their pages back, so that
+    // the mapping holds a few megabytes at a time, however large the file.
+    if (_mapped && _pos - _released >= kMapReleaseBytes) {
+        const size_t upTo = _pos & ~(kMapReleaseBytes - 1);
+        ::madvise(const_cast<char*>(_mapped) + _released, upTo - _released, MADV_DONTNEED);
+        _released = upTo;
+    }
     while (true) {
         if (_pos == _end) {
             if (_eof && !_atStart) return false;

@@ -70,8 +70,12 @@ private:
     std::vector<char> _buffer;
     // A file of at least kMapMinBytes is mapped whole instead (_buffer unused).
     static constexpr size_t kMapMinBytes = size_t{4} << 20;
+    // Pages before _released have been given back (a multiple of
+    // kMapReleaseBytes, itself a multiple of any page size).
+    static constexpr size_t kMapReleaseBytes = size_t{4} << 20;
     const char* _mapped = nullptr;
     size_t _mappedSize = 0;
+    size_t _released = 0;
     size_t _pos = 0;  // start of the unconsumed input
     size_t _end = 0;  // end of the valid bytes
     bool _eof = false;
