@@ -639,10 +639,11 @@ void CategoryManager::GetMCCatLabels()
         if (category->GetCatType() == AggregationCategory::kValue) GetVarIndexForLabel(category);
 }
 
-void CategoryManager::GetAllMCLabeledValues()
+// From the last member to the first, so that the first member that labels a
+// value has the last word.
+template <typename Visit>
+void CategoryManager::ForEachMemberLabel(Visit visit)
 {
-    // From the last member to the first, so that the first member that
-    // labels a value has the last word.
     for (size_t k = _varIndices.size(); k-- > 0;) {
         int member = _varIndices[k];
         const VESK_Variable* variable = _dataSource.GetVariable(member);
@@ -653,46 +654,48 @@ void CategoryManager::GetAllMCLabeledValues()
         labels.Reset();
         const OBS* value = nullptr;
         const char* label = nullptr;
-        while (labels.GetNextPair(value, label)) {
-            if (!_includeMissing && variable->IsMissing(value)) continue;
-            AggregationCategory* category = MakeLabelledValueCategory(member, _valueType, *value, memberType, label);
-            if (AggregationCategory* held = FindEqual(_categories, *category)) {
-                delete category;
-                held->SetCatLabel(label, false);
-                held->SetVarIndex(member);
-            } else {
-                InsertByValue(category, _valueType);
-            }
-        }
+        while (labels.GetNextPair(value, label)) visit(member, variable, memberType, value, label);
     }
+}
+
+namespace {
+
+// A labelled value that `list` already holds gives the held category its
+// label and member, and the new one is dropped (true); otherwise the caller
+// places the new one (false).
+bool MergeIntoEqual(const std::vector<AggregationCategory*>& list, AggregationCategory* category, const char* label,
+                    int member)
+{
+    AggregationCategory* held = FindEqual(list, *category);
+    if (!held) return false;
+    delete category;
+    held->SetCatLabel(label, false);
+    held->SetVarIndex(member);
+    return true;
+}
+
+}  // namespace
+
+void CategoryManager::GetAllMCLabeledValues()
+{
+    ForEachMemberLabel([this](int member, const VESK_Variable* variable, int memberType, const OBS* value,
+                              const char* label) {
+        if (!_includeMissing && variable->IsMissing(value)) return;
+        AggregationCategory* category = MakeLabelledValueCategory(member, _valueType, *value, memberType, label);
+        if (!MergeIntoEqual(_categories, category, label, member)) InsertByValue(category, _valueType);
+    });
 }
 
 void CategoryManager::GetAllMCCatsForExplicitList(bool checkMissing)
 {
-    for (size_t k = _varIndices.size(); k-- > 0;) {
-        int member = _varIndices[k];
-        const VESK_Variable* variable = _dataSource.GetVariable(member);
-        if (!variable) continue;
-        int memberType = variable->GetType();
-        if ((memberType == 0) != (_valueType == 0) || memberType > _valueType) continue;
-        VESK_ValueLabelMap labels(variable->GetValueLabels());
-        labels.Reset();
-        const OBS* value = nullptr;
-        const char* label = nullptr;
-        while (labels.GetNextPair(value, label)) {
-            bool isMissing = checkMissing && variable->IsMissing(value) != 0;
-            ParsedCategory* item = _dimension->ExplicitListContains(*value, isMissing, memberType);
-            if (!item) continue;
-            AggregationCategory* category = MakeLabelledValueCategory(member, _valueType, *value, memberType, label);
-            if (AggregationCategory* held = FindEqual(item->GetCategories(), *category)) {
-                delete category;
-                held->SetCatLabel(label, false);
-                held->SetVarIndex(member);
-            } else {
-                item->AddCategory(category);
-            }
-        }
-    }
+    ForEachMemberLabel([this, checkMissing](int member, const VESK_Variable* variable, int memberType,
+                                            const OBS* value, const char* label) {
+        bool isMissing = checkMissing && variable->IsMissing(value) != 0;
+        ParsedCategory* item = _dimension->ExplicitListContains(*value, isMissing, memberType);
+        if (!item) return;
+        AggregationCategory* category = MakeLabelledValueCategory(member, _valueType, *value, memberType, label);
+        if (!MergeIntoEqual(item->GetCategories(), category, label, member)) item->AddCategory(category);
+    });
 
     if (_varIndices.empty()) return;
     for (ParsedCategory* item : _parsedCategories) {

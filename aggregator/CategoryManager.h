@@ -68,6 +68,10 @@ public:
     const VESK_Variable* GetMissingVariable() const { return _missingVariable; }
 
 private:
+    // Calls visit(member, variable, memberType, value, label) for every value
+    // label of every set member whose type fits the set's.
+    template <typename Visit>
+    void ForEachMemberLabel(Visit visit);
     enum TotalPosition { kTotalFirst = 0, kTotalLast = 1, kNoTotal = 2 };
 
     void Init(const std::vector<AggregationCategory*>& dataCategories, const AggregationVariable& variable);

@@ -36,11 +36,7 @@ void TableCVariable::SetIterator(VESK_InputCaseIterator& iterator)
 }
 
 int TableCVariable::GetCategoryEncoding(const OBS* value) const
-{
-    if (!_valueMap) return TableEncryptionCodes::kNoCategory;
-    const double* entry = _valueMap->Contains(value);
-    return entry ? static_cast<int>(entry[0]) : static_cast<int>(TableEncryptionCodes::kNoCategory);
-}
+{ return EncodingIn(_valueMap, value); }
 
 int TableCVariable::GetNumberOfValues() const { return _valueMap ? _valueMap->Size() : 0; }
 
@@ -118,14 +114,9 @@ const std::vector<AggregationCategory*>& TableCVariable::GetCategoryPointers()
         const AggregationVariable& variable = HasSyntaxVariable() ? GetSyntaxVariable() : defaults;
         CategoryManager manager(_categories, variable, _iterator->GetDataSource(), this);
         manager.OrderCategories();
-        _categories = manager.GetCategories();
-        _hiddenCategories = manager.GetHiddenCategories();
-        SortByStatistic(manager);
+        TakeOrderedCategories(manager);
     }
 
-    CountCategories();
-    if (_categories.empty()) _categories.push_back(GetDummyCategoryPtr());
-    _categoriesBuilt = true;
-    return _categories;
+    return CloseCategories();
 }
 

@@ -223,6 +223,27 @@ void TableDimension::SortByStatistic(CategoryManager& manager)
     _categories = manager.GetCategories();
 }
 
+void TableDimension::TakeOrderedCategories(CategoryManager& manager)
+{
+    _categories = manager.GetCategories();
+    _hiddenCategories = manager.GetHiddenCategories();
+    SortByStatistic(manager);
+}
+
+const std::vector<AggregationCategory*>& TableDimension::CloseCategories()
+{
+    CountCategories();
+    if (_categories.empty()) _categories.push_back(GetDummyCategoryPtr());
+    _categoriesBuilt = true;
+    return _categories;
+}
+
+int TableDimension::EncodingIn(const ObsVecMap* valueMap, const OBS* value)
+{
+    const double* entry = valueMap ? valueMap->Contains(value) : nullptr;
+    return entry ? static_cast<int>(entry[0]) : static_cast<int>(TableEncryptionCodes::kNoCategory);
+}
+
 void TableDimension::DeleteCategories()
 {
     for (AggregationCategory* category : _categories) delete category;

@@ -189,6 +189,14 @@ protected:
     // seen the data: reorders the manager's list by the sort values and takes
     // it back into _categories.
     void SortByStatistic(CategoryManager& manager);
+    // Takes the manager's ordered and hidden categories, then sorts by
+    // statistic when the description asks for it.
+    void TakeOrderedCategories(CategoryManager& manager);
+    // Ends a build: counts the categories, gives an empty list its dummy
+    // category and marks the list built.
+    const std::vector<AggregationCategory*>& CloseCategories();
+    // The cell index a value map holds for `value`, or kNoCategory.
+    static int EncodingIn(const ObsVecMap* valueMap, const OBS* value);
     // Deletes the categories of the last build, the hidden ones included
     // (the subclasses own those).
     void DeleteCategories();

@@ -91,11 +91,7 @@ void TableMCSet::SetIterator(VESK_InputCaseIterator& iterator)
 }
 
 int TableMCSet::GetCategoryEncoding(const OBS* value) const
-{
-    if (!_valueMap) return TableEncryptionCodes::kNoCategory;
-    const double* entry = _valueMap->Contains(value);
-    return entry ? static_cast<int>(entry[0]) : static_cast<int>(TableEncryptionCodes::kNoCategory);
-}
+{ return EncodingIn(_valueMap, value); }
 
 int TableMCSet::GetNumberOfValues() const { return _valueMap ? _valueMap->Size() : 0; }
 
@@ -249,14 +245,9 @@ const std::vector<AggregationCategory*>& TableMCSet::GetCategoryPointers()
     if ((!_categories.empty() || _isEmptyInclude) && _iterator) {
         CategoryManager manager(_categories, GetSyntaxVariable(), _iterator->GetDataSource(), this);
         manager.OrderMCCategories(_valueType);
-        _categories = manager.GetCategories();
-        _hiddenCategories = manager.GetHiddenCategories();
-        SortByStatistic(manager);
+        TakeOrderedCategories(manager);
     }
 
-    CountCategories();
-    if (_categories.empty()) _categories.push_back(GetDummyCategoryPtr());
-    _categoriesBuilt = true;
-    return _categories;
+    return CloseCategories();
 }
 

@@ -253,16 +253,11 @@ const std::vector<AggregationCategory*>& TableMDSet::GetCategoryPointers()
         for (ParsedCategory* item : _parsedCategories) item->ClearCategories();
         CategoryManager manager(_categories, *_set, this);
         manager.OrderMDCategories();
-        _categories = manager.GetCategories();
-        _hiddenCategories = manager.GetHiddenCategories();
-        SortByStatistic(manager);
+        TakeOrderedCategories(manager);
         PrepareMDCategories(_iterator->GetDataSource());
     }
 
-    CountCategories();
-    if (_categories.empty()) _categories.push_back(GetDummyCategoryPtr());
-    _categoriesBuilt = true;
-    return _categories;
+    return CloseCategories();
 }
 
 void TableMDSet::PrepareMDCategories(const VESK_DataSource& ds)
