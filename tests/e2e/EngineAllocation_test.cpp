@@ -76,11 +76,7 @@ TEST(EngineAllocation, CountsAndPercentagesWithTotalsAndLayer)
     DatasetIterator it(d.ds, d.w);
     AggregationTable table(it, true, false, d.w);
     AggregationVariable region(d.region, "region"), gender(d.gender, "gender"), age(d.age, "age");
-    region.SetIsTotalNo(false);
-    gender.SetIsTotalNo(false);
-    AggregationCube* cube = table.CreateCube();
-    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
-    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    AggregationCube* cube = TwoWayCube(table, region, gender);
     cube->AddCategoricalVariable(&age, TableEncryptionCodes::kLayer);
     cube->CreateCubeAggregator();
     cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct0),

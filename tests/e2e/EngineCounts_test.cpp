@@ -2,6 +2,8 @@
 // cell checked against a hand derivation.
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "EngineTables.h"
 
 using namespace kvtest;
@@ -9,14 +11,10 @@ using TEC = TableEncryptionCodes::StatisticCodes;
 
 namespace {
 
-// region, gender, weight. Ten cases:
+// The ten cases of kRegionGender (region, gender, weight):
 //   region 1: gender 1 (w 1), gender 2 (w 2), gender 1 (w 1), gender 2 (w 1)
 //   region 2: gender 2 (w 3), gender 2 (w 1), gender 1 (w 2)
 //   region 3: gender 1 (w 1), gender 2 (w 1), gender 1 (w 2)
-const std::vector<std::vector<double>> kRegionGender = {
-    {1, 1, 1}, {1, 2, 2}, {1, 1, 1}, {2, 2, 3}, {2, 2, 1},
-    {2, 1, 2}, {3, 1, 1}, {3, 2, 1}, {1, 2, 1}, {3, 1, 2},
-};
 
 // Rows region 1, 2, 3, total; columns gender 1, 2, total.
 // Unweighted counts:      Weighted counts:
@@ -27,34 +25,13 @@ const std::vector<std::vector<double>> kRegionGender = {
 const double kUCount[4][3] = {{2, 2, 4}, {1, 2, 3}, {2, 1, 3}, {5, 5, 10}};
 const double kWCount[4][3] = {{2, 3, 5}, {2, 4, 6}, {3, 1, 4}, {7, 8, 15}};
 
-struct RegionGenderTable {
-    InMemoryDataset ds;
-    int r, g, w;
-    std::unique_ptr<DatasetIterator> it;
-    std::unique_ptr<AggregationTable> table;
-    AggregationVariable region, gender;
-    AggregationCube* cube = nullptr;
-
-    RegionGenderTable(bool weighted, const std::vector<AggregationStatistic>& stats,
-                      TableEncryptionCodes::CLabelOption option = TableEncryptionCodes::kDefault)
+// Region by gender with the given statistics over the gender dimension, fed.
+struct RegionGenderTable : RegionGenderFixture {
+    RegionGenderTable(bool weighted, const std::vector<AggregationStatistic>& stats) : RegionGenderFixture(weighted)
     {
-        FillDataset(ds, {"region", "gender", "w"}, kRegionGender);
-        r = 0, g = 1, w = 2;
-        it = std::make_unique<DatasetIterator>(ds, weighted ? w : -1);
-        table = std::make_unique<AggregationTable>(*it, weighted, false, weighted ? w : -1);
-        table->SetCLabelOption(option);
-        region = AggregationVariable(r, "region");
-        gender = AggregationVariable(g, "gender");
-        region.SetIsTotalNo(false);
-        gender.SetIsTotalNo(false);
-        cube = table->CreateCube();
-        cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
-        cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
-        cube->CreateCubeAggregator();
-        cube->AddCategoryStatistics(stats, &gender);
+        TwoWay()->AddCategoryStatistics(stats, &gender);
         Feed(*table, *it);
     }
-    CubeAggregator* Agg() { return table->GetCubeAggregators()[0]; }
     const AggregationCategory* R(int i) { return i < 3 ? Val(region, i + 1) : Tot(region); }
     const AggregationCategory* G(int j) { return j < 2 ? Val(gender, j + 1) : Tot(gender); }
 };
@@ -186,42 +163,33 @@ ParsedCategory* ValueItem(double v, int subtotal = 0)
     return p;
 }
 
+// Weighted counts (0) and column percentages (1) of region, described by
+// `list`, by gender.
+struct ListedRegionTable : RegionGenderFixture {
+    explicit ListedRegionTable(const std::vector<ParsedCategory*>& list) : RegionGenderFixture(true)
+    {
+        DescribeRegion(list);
+        TwoWay()->AddCategoryStatistics(
+            {AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct1)}, &gender);
+        Feed(*table, *it);
+    }
+};
+
 TEST(EngineCounts, ExplicitListWithSubtotal)
 {
     // Region list: 1, 2, subtotal "North" (-101) over 1 and 2, then 4. Region 3 is not
     // listed, so its cases are in no cell; region 4 has no case.
-    std::vector<std::unique_ptr<ParsedCategory>> items;
-    items.emplace_back(ValueItem(1, -101));
-    items.emplace_back(ValueItem(2, -101));
-    items.emplace_back(new ParsedCategory("North", false, -101, true));
-    items.emplace_back(ValueItem(4));
-    std::vector<ParsedCategory*> list;
-    for (auto& p : items) list.push_back(p.get());
-
-    InMemoryDataset ds;
-    FillDataset(ds, {"region", "gender", "w"}, kRegionGender);
-    DatasetIterator it(ds, 2);
-    AggregationTable table(it, true, false, 2);
-    AggregationVariable region(0, "region"), gender(1, "gender");
-    region.SetParsedCategories(list);
-    region.SetIsTotalNo(false);
-    gender.SetIsTotalNo(false);
-    AggregationCube* cube = table.CreateCube();
-    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
-    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
-    cube->CreateCubeAggregator();
-    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct1)}, &gender);
-    Feed(table, it);
+    ListedRegionTable t({ValueItem(1, -101), ValueItem(2, -101), new ParsedCategory("North", false, -101, true),
+                         ValueItem(4)});
+    AggregationVariable& region = t.region;
+    AggregationVariable& gender = t.gender;
     // The subtotal must come back, with the same cells, after a reset and a second pass.
     for (int pass = 0; pass < 2; ++pass) {
         SCOPED_TRACE(testing::Message() << "pass " << pass);
         if (pass == 1) {
-            table.ResetAggregator();
-            ASSERT_TRUE(it.Rewind());
-            Feed(table, it);
+            ASSERT_TRUE(FeedAgain(*t.table, *t.it));
         }
-        CubeAggregator* a = table.GetCubeAggregators()[0];
-
+        CubeAggregator* a = t.Agg();
         EXPECT_EQ(Val(region, 3), nullptr);
         ASSERT_NE(Sub(region, -101), nullptr);
         // Weighted: region 1 = (2, 3), region 2 = (2, 4); North = (4, 7); total = (4, 7, 11).
@@ -245,29 +213,11 @@ TEST(EngineCounts, ExplicitListWithSubtotal)
 // subtotal is. Display: 1, 2, "1-2" (-101), hidden "3" (-102), total.
 TEST(EngineCounts, HiddenSubtotalShowsInPlaceOfItsCategories)
 {
-    std::vector<std::unique_ptr<ParsedCategory>> items;
-    items.emplace_back(ValueItem(1, -101));
-    items.emplace_back(ValueItem(2, -101));
-    items.emplace_back(new ParsedCategory("1-2", false, -101, true));
-    items.emplace_back(ValueItem(3, -102));
-    items.emplace_back(new ParsedCategory("3", false, -102, false));
-    std::vector<ParsedCategory*> list;
-    for (auto& p : items) list.push_back(p.get());
-    InMemoryDataset ds;
-    FillDataset(ds, {"region", "gender", "w"}, kRegionGender);
-    DatasetIterator it(ds, 2);
-    AggregationTable table(it, true, false, 2);
-    AggregationVariable region(0, "region"), gender(1, "gender");
-    region.SetParsedCategories(list);
-    region.SetIsTotalNo(false);
-    gender.SetIsTotalNo(false);
-    AggregationCube* cube = table.CreateCube();
-    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
-    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
-    cube->CreateCubeAggregator();
-    cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct1)}, &gender);
-    Feed(table, it);
-    CubeAggregator* a = table.GetCubeAggregators()[0];
+    ListedRegionTable t({ValueItem(1, -101), ValueItem(2, -101), new ParsedCategory("1-2", false, -101, true),
+                         ValueItem(3, -102), new ParsedCategory("3", false, -102, false)});
+    AggregationVariable& region = t.region;
+    AggregationVariable& gender = t.gender;
+    CubeAggregator* a = t.Agg();
     std::vector<int> shown;
     for (const AggregationCategory* c : Cats(region)) shown.push_back(c->GetCatType());
     EXPECT_EQ(shown, (std::vector<int>{AggregationCategory::kValue, AggregationCategory::kValue,

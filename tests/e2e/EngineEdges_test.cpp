@@ -20,17 +20,12 @@ namespace {
 TEST(EngineEdges, DuplicateResponsesCountedWhenAsked)
 {
     InMemoryDataset ds;
-    FillDataset(ds, {"q1", "q2", "q3", "gender"},
-                {{1, 2, NAN, 1}, {1, 1, 3, 1}, {2, 3, NAN, 2}, {NAN, NAN, NAN, 2}, {3, NAN, 1, 2}});
+    FillSetCases(ds);
     DatasetIterator it(ds, -1);
     AggregationTable table(it, false, false, -1);
     AggregationMCSet set({0, 1, 2}, "$q");
     AggregationVariable gender(3, "gender");
-    set.SetIsTotalNo(false);
-    gender.SetIsTotalNo(false);
-    AggregationCube* cube = table.CreateCube();
-    cube->AddCategoricalVariable(&set, TableEncryptionCodes::kRow);
-    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    AggregationCube* cube = TwoWayCube(table, set, gender);
     set.GetTableDimension()->SetComputingCounts(true);
     cube->CreateCubeAggregator();
     cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kResponses),
@@ -127,11 +122,7 @@ TEST(EngineEdges, CasesOutsideTheListsReachNoCell)
     AggregationVariable region(0, "region"), gender(1, "gender");
     region.SetParsedCategories({r1.get()});
     gender.SetParsedCategories({g1.get(), g2.get()});
-    region.SetIsTotalNo(false);
-    gender.SetIsTotalNo(false);
-    AggregationCube* cube = table.CreateCube();
-    cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
-    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    AggregationCube* cube = TwoWayCube(table, region, gender);
     cube->CreateCubeAggregator();
     cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kCountPct0),
                                  AggregationStatistic(TEC::kCountPct2)},

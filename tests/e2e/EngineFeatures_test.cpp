@@ -13,35 +13,7 @@ using TEC = TableEncryptionCodes::StatisticCodes;
 
 namespace {
 
-// region, gender, weight; see EngineCounts_test.cpp for the derivation of the counts:
-// weighted rows 1, 2, 3 = (2, 3), (2, 4), (3, 1); unweighted (2, 2), (1, 2), (2, 1).
-const std::vector<std::vector<double>> kRegionGender = {
-    {1, 1, 1}, {1, 2, 2}, {1, 1, 1}, {2, 2, 3}, {2, 2, 1},
-    {2, 1, 2}, {3, 1, 1}, {3, 2, 1}, {1, 2, 1}, {3, 1, 2},
-};
-
-struct Fixture {
-    InMemoryDataset ds;
-    std::unique_ptr<DatasetIterator> it;
-    std::unique_ptr<AggregationTable> table;
-    AggregationVariable region{0, "region"}, gender{1, "gender"}, weight{2, "w"};
-    explicit Fixture(bool weighted)
-    {
-        FillDataset(ds, {"region", "gender", "w"}, kRegionGender);
-        it = std::make_unique<DatasetIterator>(ds, weighted ? 2 : -1);
-        table = std::make_unique<AggregationTable>(*it, weighted, false, weighted ? 2 : -1);
-        region.SetIsTotalNo(false);
-        gender.SetIsTotalNo(false);
-    }
-    AggregationCube* TwoWay()
-    {
-        AggregationCube* cube = table->CreateCube();
-        cube->AddCategoricalVariable(&region, TableEncryptionCodes::kRow);
-        cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
-        cube->CreateCubeAggregator();
-        return cube;
-    }
-};
+using Fixture = RegionGenderFixture;
 
 TEST(EngineFeatures, TotalsHaveTheirOwnStatistics)
 {

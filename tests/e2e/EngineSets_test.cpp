@@ -48,17 +48,12 @@ void ExpectSetCell(CubeAggregator* agg, std::vector<const AggregationCategory*> 
 TEST(EngineSets, MultipleCategorySetByGender)
 {
     InMemoryDataset ds;
-    FillDataset(ds, {"q1", "q2", "q3", "gender"},
-                {{1, 2, NAN, 1}, {1, 1, 3, 1}, {2, 3, NAN, 2}, {NAN, NAN, NAN, 2}, {3, NAN, 1, 2}});
+    FillSetCases(ds);
     DatasetIterator it(ds, -1);
     AggregationTable table(it, false, false, -1);
     AggregationMCSet set({0, 1, 2}, "$q");
     AggregationVariable gender(3, "gender");
-    set.SetIsTotalNo(false);
-    gender.SetIsTotalNo(false);
-    AggregationCube* cube = table.CreateCube();
-    cube->AddCategoricalVariable(&set, TableEncryptionCodes::kRow);
-    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    AggregationCube* cube = TwoWayCube(table, set, gender);
     cube->CreateCubeAggregator();
     cube->AddCategoryStatistics(SetStats(), &set);
     Feed(table, it);
@@ -66,9 +61,7 @@ TEST(EngineSets, MultipleCategorySetByGender)
     for (int pass = 0; pass < 2; ++pass) {
         SCOPED_TRACE(testing::Message() << "pass " << pass);
         if (pass == 1) {
-            table.ResetAggregator();
-            ASSERT_TRUE(it.Rewind());
-            Feed(table, it);
+            ASSERT_TRUE(FeedAgain(table, it));
         }
         CubeAggregator* a = table.GetCubeAggregators()[0];
         auto q = [&](double v) { return Val(set, v); };
@@ -121,11 +114,7 @@ TEST(EngineSets, MultipleDichotomySetByGenderWeighted)
     counted.num = 1;
     AggregationMDSet set({0, 1, 2}, "$d", &counted, 0, false);
     AggregationVariable gender(3, "gender");
-    set.SetIsTotalNo(false);
-    gender.SetIsTotalNo(false);
-    AggregationCube* cube = table.CreateCube();
-    cube->AddCategoricalVariable(&set, TableEncryptionCodes::kRow);
-    cube->AddCategoricalVariable(&gender, TableEncryptionCodes::kColumn);
+    AggregationCube* cube = TwoWayCube(table, set, gender);
     cube->CreateCubeAggregator();
     cube->AddCategoryStatistics(SetStats(), &set);
     Feed(table, it);
@@ -133,9 +122,7 @@ TEST(EngineSets, MultipleDichotomySetByGenderWeighted)
     for (int pass = 0; pass < 2; ++pass) {
         SCOPED_TRACE(testing::Message() << "pass " << pass);
         if (pass == 1) {
-            table.ResetAggregator();
-            ASSERT_TRUE(it.Rewind());
-            Feed(table, it);
+            ASSERT_TRUE(FeedAgain(table, it));
         }
         CubeAggregator* a = table.GetCubeAggregators()[0];
         auto d = [&](int i) { return Var(set, i); };
@@ -193,11 +180,7 @@ TEST(EngineSets, CategorySetByDichotomySet)
     OBS one;
     one.num = 1;
     AggregationMDSet d({2, 3}, "$d", &one, 0, false);
-    q.SetIsTotalNo(false);
-    d.SetIsTotalNo(false);
-    AggregationCube* cube = table.CreateCube();
-    cube->AddCategoricalVariable(&q, TableEncryptionCodes::kRow);
-    cube->AddCategoricalVariable(&d, TableEncryptionCodes::kColumn);
+    AggregationCube* cube = TwoWayCube(table, q, d);
     cube->CreateCubeAggregator();
     cube->AddCategoryStatistics({AggregationStatistic(TEC::kCount), AggregationStatistic(TEC::kResponses),
                                  AggregationStatistic(TEC::kCountPct1), AggregationStatistic(TEC::kResponsesPct1)},

@@ -31,8 +31,10 @@ print("const std::vector<std::vector<double>> kFiveDims = {")
 print(",\n".join("    {%d, %d, %d, %d, %d, %d}" % r for r in rows) + ",\n};")
 print('const char* const kLayouts[3] = {%s};' % ", ".join('"%s"' % l for l in LAYOUTS))
 cell = df.groupby(dims)["w"].sum()
-print("// [layout][label option][cell]: A B C D L, weighted count, percentage types 0..6 (-1: no cell)")
-print("const double kExpected[3][5][32][13] = {")
+absent = [combo for combo in itertools.product([1, 2], repeat=5) if combo not in cell.index]
+print("const double kAbsent[%d][5] = {%s};" % (len(absent), ", ".join("{%s}" % ", ".join(map(str, c)) for c in absent)))
+print("// [layout][label option][cell]: A B C D L, weighted count, percentage types 0..6")
+print("const double kExpected[3][5][%d][13] = {" % len(cell))
 for layout in LAYOUTS:
     print("  {")
     for opt in range(5):
@@ -40,7 +42,6 @@ for layout in LAYOUTS:
         print("    { // %s, option %d: %s" % (layout, opt, " ".join(str(bases[t]).replace(" ", "") for t in range(7))))
         for combo in itertools.product([1, 2], repeat=5):
             if combo not in cell.index:
-                print("      {%s, -1, -1, -1, -1, -1, -1, -1, -1}," % ", ".join(map(str, combo)))
                 continue
             n = cell[combo]
             pcts = []
