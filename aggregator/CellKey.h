@@ -55,6 +55,8 @@ public:
     }
 
     std::size_t length() const { return static_cast<std::size_t>(arLength); }
+    // The entries, length() of them, for loops that check their bounds once.
+    const int* entries() const { return ar; }
     int GetHashCode() const { return hashCode; }
     void UpdateHashCode() { hashCode = cellKeyHash(); }
 

@@ -227,9 +227,10 @@ KvAggrPairNode* KvAggrHashtablePair::get(const CellKey* key) const
         for (int i = 0; i < kRecentSlots; ++i) recent[i].node = nullptr;
     }
     RecentSlot& slot = recent[static_cast<unsigned>(hash) % kRecentSlots];
+    const int* entries = key->entries();
     if (slot.node && slot.hash == hash && slot.length == length) {
         int i = 0;
-        while (i < length && slot.entries[i] == (*key)[i]) ++i;
+        while (i < length && slot.entries[i] == entries[i]) ++i;
         if (i == length) return slot.node;
     }
     KvAggrPairNode* node = chainGet(key);
@@ -237,7 +238,7 @@ KvAggrPairNode* KvAggrHashtablePair::get(const CellKey* key) const
         slot.node = node;
         slot.hash = hash;
         slot.length = length;
-        for (int i = 0; i < length; ++i) slot.entries[i] = (*key)[i];
+        for (int i = 0; i < length; ++i) slot.entries[i] = entries[i];
     }
     return node;
 }

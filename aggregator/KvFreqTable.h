@@ -72,12 +72,6 @@ public:
     const_reverse_iterator rbegin() const { return const_reverse_iterator(end()); }
     const_reverse_iterator rend() const { return const_reverse_iterator(begin()); }
 
-    // Bytes held by the table, for the memory benchmarks.
-    std::size_t MemoryBytes() const
-    {
-        return (_capacity + _sorted.capacity() + _pending.capacity()) * sizeof(Entry);
-    }
-
 private:
     void EnsureOrdered() const
     {
