@@ -3,9 +3,18 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <filesystem>
 
 namespace kvtest {
+
+::testing::AssertionResult RelNear(double actual, double expected, double rel)
+{
+    const double err = std::fabs(actual - expected);
+    if (err <= rel * std::fabs(expected)) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "actual " << actual << " expected " << expected << " relative error "
+                                         << err / std::fabs(expected) << " > " << rel;
+}
 
 std::string AssertRegex(const std::string& expression)
 {

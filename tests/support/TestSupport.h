@@ -6,9 +6,15 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "BP_Character.h"
 
 namespace kvtest {
+
+// |actual - expected| <= rel * |expected|, with both numbers in the message.
+// An expected 0 therefore asks for an exact 0.
+::testing::AssertionResult RelNear(double actual, double expected, double rel);
 
 // Escapes the characters that are special in a POSIX extended regular
 // expression, so that an assertion's expression text can be matched exactly
