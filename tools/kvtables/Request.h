@@ -136,6 +136,9 @@ struct Request {
     TableEncryptionCodes::CLabelOption labelOption = TableEncryptionCodes::kDefault;
     std::vector<SetDef> sets;
     std::vector<TableRequest> tables;
+    // What the user should know but that does not stop the run, each a line
+    // naming the file and the place ("file: /path: what").
+    std::vector<std::string> warnings;
 
     // Index into `sets` of the named set, or -1.
     int FindSet(const std::string& name) const;

@@ -197,15 +197,9 @@ private:
     {
         const bool dichotomies = IsDichotomySet(e);
         const int valueType = ValueTypeOf(e);
-        bool coversSomething = false;  // a category item since the last subtotal
+        WarnEmptySubtotals(options);
         for (auto& item : options.items) {
-            if (item.kind == ItemKind::Subtotal || item.kind == ItemKind::HiddenSubtotal) {
-                // A subtotal adds up the items written since the previous one.
-                if (!coversSomething) Fail(item.path, "subtotal " + Quote(item.label) + " covers no categories");
-                coversSomething = false;
-                continue;
-            }
-            coversSomething = true;
+            if (item.kind == ItemKind::Subtotal || item.kind == ItemKind::HiddenSubtotal) continue;
             if (dichotomies) {
                 // A dichotomy set's categories are its member variables.
                 const SetDef& set = _req.sets[static_cast<size_t>(e.setIndex)];
@@ -232,6 +226,35 @@ private:
                 break;
             }
         }
+    }
+
+    // A subtotal adds up the items on its far side from the total: those
+    // written before it (up to the previous subtotal) when the total comes
+    // after, those after it (up to the next subtotal) when the total comes
+    // before. One with no items there never shows; the request is still
+    // valid, but the user most likely expected otherwise.
+    void WarnEmptySubtotals(const CategoryOptions& options) const
+    {
+        auto isSubtotal = [](const CategoryItem& item) {
+            return item.kind == ItemKind::Subtotal || item.kind == ItemKind::HiddenSubtotal;
+        };
+        const std::vector<CategoryItem>& items = options.items;
+        bool covers = false;
+        auto visit = [&](const CategoryItem& item) {
+            if (!isSubtotal(item)) {
+                covers = true;
+                return;
+            }
+            if (!covers)
+                _req.warnings.push_back(_req.file + ": " + item.path + ": subtotal " + Quote(item.label) +
+                                        " adds up no items and is not shown (with the total " +
+                                        (options.totalAfter ? "after, a subtotal adds up the items before it"
+                                                            : "before, a subtotal adds up the items after it") +
+                                        ")");
+            covers = false;
+        };
+        if (options.totalAfter) std::for_each(items.begin(), items.end(), visit);
+        else std::for_each(items.rbegin(), items.rend(), visit);
     }
 
     Request& _req;

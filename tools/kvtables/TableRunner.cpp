@@ -173,7 +173,6 @@ void Runner::SetItems(AggregationVariable& desc, const AxisEntry& entry, const C
     if (entry.IsSet()) width = std::max(0, _request.sets[static_cast<size_t>(entry.setIndex)].valueType);
     else width = _source.GetVariable(entry.varIndex)->GetType();
     std::vector<ParsedCategory*> list;
-    std::vector<ParsedCategory*> pending;  // items since the previous subtotal
     int nextSubtotal = TEC::kMaxSubtotal;  // unique per variable: -101, -102, ...
     for (const CategoryItem& item : options.items) {
         std::unique_ptr<ParsedCategory> p;
@@ -211,18 +210,23 @@ void Runner::SetItems(AggregationVariable& desc, const AxisEntry& entry, const C
             p->SetVarIndex(item.varIndex);
             break;
         }
-        // The engine finds a value's subtotal through the item that holds
-        // the value, so each item carries the encoding of the subtotal that
-        // adds it up.
-        if (item.kind == ItemKind::Subtotal || item.kind == ItemKind::HiddenSubtotal) {
-            for (ParsedCategory* covered : pending) covered->SetSubtotalEncoding(p->GetSubtotalEncoding());
-            pending.clear();
-        } else {
-            pending.push_back(p.get());
-        }
         list.push_back(p.get());
         _parsed.push_back(std::move(p));
     }
+
+    // The engine finds a value's subtotal through the item that holds the
+    // value, so each item carries the encoding of the subtotal that adds it
+    // up: the next subtotal written after it when the total comes after, the
+    // nearest one before it when the total comes before (the engine places and
+    // hides subtotal categories by the same rule).
+    int covering = 0;
+    auto cover = [&covering](ParsedCategory* item) {
+        ParsedCategory::ParsedCatType type = item->GetCatType();
+        if (type == ParsedCategory::kSubtotal || type == ParsedCategory::kHSubtotal) covering = item->GetSubtotalEncoding();
+        else item->SetSubtotalEncoding(covering);
+    };
+    if (options.totalAfter) std::for_each(list.rbegin(), list.rend(), cover);
+    else std::for_each(list.begin(), list.end(), cover);
     desc.SetParsedCategories(list);
 }
 

@@ -61,6 +61,7 @@ int Run(int argc, char** argv)
         kvtables::Request request = kvtables::LoadRequest(requestPath);
         kvtables::DataInput data = kvtables::OpenData(request);
         kvtables::ValidateRequest(request, data.cases->GetDataSource());
+        for (const std::string& warning : request.warnings) std::cerr << "warning: " << warning << "\n";
         data.cases->SetWeightIndex(request.weightIndex);
         const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(request.dataPath) : 0;
         kvtables::Progress progress("reading " + request.data, lines);

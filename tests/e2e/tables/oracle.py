@@ -224,15 +224,20 @@ def md_set(members, labels, counted=1):
     return [Cat(labels[m], (DATA[m] == counted).astype(float)) for m in members]
 
 
-def set_table(set_cats, total, cols, stats, weighted=False):
+def set_table(set_cats, total, cols, stats, weighted=False, total_before=False):
     """A set in the rows, variables in the columns: Count counts cases with a
     mention, Responses the mentions; the set's total is the cases with any
-    mention, and its responses all mentions."""
+    mention, and its responses all mentions. A subtotal counts the cases
+    with a mention of any of its members, and their mentions."""
+    shown = list(set_cats)
     w = weights(weighted)
+    set_cats = [c for c in set_cats if c.kind != "subtotal"]
     any_mention = sum(c.hits for c in set_cats).clip(upper=1)
-    rows = list(set_cats)
     if total:
-        rows.append(Cat("Total", sum(c.hits for c in set_cats), "total"))
+        t = Cat("Total", sum(c.hits for c in set_cats), "total")
+        rows = [t] + list(shown) if total_before else list(shown) + [t]
+    else:
+        rows = list(shown)
     cells = []
     for r in rows:
         for cl, cm in combos(cols):
@@ -323,6 +328,21 @@ def main():
     write("subtotals", [
         ("Counts", count_table([rs], [sex(total=True)], [], ["Count", "CountPct1"])),
         ("Means", summary_table([rs], [], "income", ["ValidN", "Mean"])),
+    ], comment=gen)
+
+    # With the total before, a subtotal adds up the items after it, up to the
+    # next subtotal; the hidden subtotal hides West (no case, still listed);
+    # a subtotal with nothing after it does not show.
+    r = [Cat("North", DATA["region"] == 1)]
+    south_east = [Cat("South", DATA["region"] == 2), Cat("East", DATA["region"] == 3)]
+    west = Cat("West", DATA["region"] == 4, "hidden")
+    r += [subtotal("South+East", south_east)] + south_east + [subtotal("West only", [west]), west]
+    media = md_set(["tv", "web"], {"tv": "Television", "web": "Internet"})
+    any_medium = Cat("Any medium", sum(c.hits for c in media), "subtotal")
+    write("subtotals_before", [
+        ("Counts", count_table([with_total(r, True, "All regions", before=True)], [sex(total=True)], [],
+                               ["Count", "CountPct1"])),
+        ("Media", set_table([any_medium] + media, True, [], ["Count", "Responses"], total_before=True)),
     ], comment=gen)
 
     # Listwise: a case missing income or age leaves both tables.
