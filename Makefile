@@ -10,17 +10,17 @@ all: build
 deps:
 	@./scripts/install-deps.sh
 
-# The build's own output goes to $(BUILD)/build.log and is shown only when it fails.
+# Each step shows its progress; the build's own output goes to
+# $(BUILD)/build.log and its end is shown when it fails.
 build: deps
-	@mkdir -p $(BUILD)
-	@echo "building in $(BUILD)/ (log: $(BUILD)/build.log)"
-	@cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo > $(BUILD)/build.log 2>&1 || { cat $(BUILD)/build.log; exit 1; }
-	@cmake --build $(BUILD) -j$(JOBS) >> $(BUILD)/build.log 2>&1 || { tail -n 60 $(BUILD)/build.log; exit 1; }
+	@./scripts/build.sh $(BUILD)
 
 test: build
 	@cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
 
-demo: build
+# The demo needs the library, the host layer and kvtables only.
+demo: deps
+	@./scripts/build.sh $(BUILD) kvtables
 	@./scripts/demo.sh $(BUILD)
 
 clean:
