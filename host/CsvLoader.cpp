@@ -1,19 +1,13 @@
 #include "CsvLoader.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cfloat>
 #include <cstring>
+#include <iterator>
 #include <unordered_map>
 
 namespace {
-
-std::string Trim(std::string_view s)
-{
-    size_t b = 0, e = s.size();
-    while (b < e && (s[b] == ' ' || s[b] == '\t')) ++b;
-    while (e > b && (s[e - 1] == ' ' || s[e - 1] == '\t')) --e;
-    return std::string(s.substr(b, e - b));
-}
 
 std::vector<std::string> ReadHeaderFrom(CsvRecordReader& reader)
 {
@@ -21,7 +15,7 @@ std::vector<std::string> ReadHeaderFrom(CsvRecordReader& reader)
     std::vector<std::string> names;
     std::unordered_map<std::string, int> seen;
     for (int i = 0; i < reader.NumFields(); ++i) {
-        std::string name = Trim(reader.Field(i));
+        std::string name(TrimBlanks(reader.Field(i)));
         std::string where = reader.Path() + ":" + std::to_string(reader.Line()) + ": ";
         if (name.empty()) throw HostError(where + "column " + std::to_string(i + 1) + " has no name");
         auto [it, fresh] = seen.emplace(name, i);
@@ -45,6 +39,21 @@ std::string FieldName(int column, const std::string& name)
     return "field " + std::to_string(column + 1) + " (" + name + ")";
 }
 
+// For a text that is not a number but reads like a missing-value marker, the
+// option that would make it one, as the request writes it; else nothing.
+std::string MissingAdvice(std::string_view field, const CsvOptions& options)
+{
+    field = TrimBlanks(field);
+    std::string lower(field);
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    static const char* const markers[] = {"na", "n/a", "#n/a", "nan", "null", "none", "nil", "missing", ".", "-", "?"};
+    if (std::find(std::begin(markers), std::end(markers), lower) == std::end(markers)) return "";
+    std::string list;
+    for (const std::string& text : options.na) list += QuoteForMessage(text) + ", ";
+    const std::string quoted = QuoteForMessage(field);
+    return " (if " + quoted + " marks missing values, add \"csv\": {\"na\": [" + list + quoted + "]} to the request)";
+}
+
 // What the values of an undescribed column say about its type.
 struct Inference {
     bool numeric = true;
@@ -52,14 +61,14 @@ struct Inference {
     int decimals = 0;
     int integerDigits = 1;
 
-    void Add(std::string_view field)
+    void Add(std::string_view field, const CsvOptions& options)
     {
         std::string_view kept = TrimTrailingSpaces(field);
         width = std::max(width, kept.size());
         if (!numeric || IsBlankField(field)) return;
         double value;
         if (!ParseCsvNumber(field, value)) {
-            numeric = false;
+            numeric = options.IsNa(field);
             return;
         }
         // Decimals and integer digits as written, for the display format.
@@ -165,7 +174,7 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
             for (int c : toInfer) {
                 Inference& inf = inference[static_cast<size_t>(c)];
                 size_t before = inf.width;
-                inf.Add(reader->Field(c));
+                inf.Add(reader->Field(c), _options);
                 if (inf.width > before && inf.width > static_cast<size_t>(VESK_Variable::kMaxStringWidth) &&
                     widestLine == 0)
                     widestLine = reader->Line();
@@ -312,9 +321,11 @@ void CsvCaseIterator::Convert(const CsvRecordReader& reader, OBS* row) const
             if (field.empty() || IsBlankField(field)) {
                 out->num = -DBL_MAX;
             } else if (!ParseCsvNumber(field, out->num)) {
-                throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": " +
-                                FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
-                                QuoteForMessage(field) + " is not a number");
+                if (!_options.IsNa(field))
+                    throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": " +
+                                    FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
+                                    QuoteForMessage(field) + " is not a number" + MissingAdvice(field, _options));
+                out->num = -DBL_MAX;
             }
         } else {
             field = TrimTrailingSpaces(field);

@@ -10,7 +10,9 @@
 // at least 1). Inferred numbers get an F format whose decimals (at most 6)
 // follow the values, inferred strings A<width>.
 //
-// Values: a blank numeric field is system-missing; a string value is stored
+// Values: a blank numeric field is system-missing, and so is one that holds
+// one of the options' `na` texts (an undescribed column with such texts among
+// its numbers is still numeric); a string value is stored
 // blank-padded, so trailing blanks are insignificant and never make a value
 // too wide. Every record must have as many fields as the header.
 //

@@ -40,6 +40,21 @@ std::string QuoteForMessage(std::string_view text, size_t maxBytes)
     return out;
 }
 
+std::string_view TrimBlanks(std::string_view text)
+{
+    const size_t first = text.find_first_not_of(" \t");
+    if (first == std::string_view::npos) return text.substr(0, 0);
+    return text.substr(first, text.find_last_not_of(" \t") + 1 - first);
+}
+
+bool CsvOptions::IsNa(std::string_view field) const
+{
+    field = TrimBlanks(field);
+    for (const std::string& text : na)
+        if (field == text) return true;
+    return false;
+}
+
 bool IsBlankField(std::string_view text)
 {
     for (char c : text)

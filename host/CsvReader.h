@@ -11,6 +11,12 @@
 
 struct CsvOptions {
     char delimiter = ',';
+    // Texts that mean system-missing in a numeric column besides the blank
+    // field ("NA" from R, say), compared without the blanks around the field.
+    // In a string column they are text like any other.
+    std::vector<std::string> na;
+
+    bool IsNa(std::string_view field) const;
 };
 
 // Parses a CSV number: optional blanks (spaces, tabs) around an optional sign
@@ -26,6 +32,9 @@ bool IsBlankField(std::string_view text);
 
 // The text without trailing blanks (spaces only: the padding character).
 std::string_view TrimTrailingSpaces(std::string_view text);
+
+// The text without the blanks (spaces, tabs) around it.
+std::string_view TrimBlanks(std::string_view text);
 
 // Reads records one at a time through a large buffer.
 // - The first three bytes are skipped when they are a UTF-8 byte order mark.

@@ -9,7 +9,8 @@
 //     {"name": "city", "type": "string", "width": 12,
 //      "valueLabels": [{"value": "LDN", "label": "London"}], "missing": {"values": ["XX"]}}]}
 //
-// Rules (each broken rule is a HostError "path: /json/pointer: what"):
+// Read with JsonReader.h (comments allowed; a duplicate or unknown key is an
+// error; messages "path: /json/pointer: what"). Rules:
 // - "name" (non-empty, unique, compared exactly) and "type" ("numeric" or
 //   "string") are required; a string needs "width" (1 to 32767), a numeric
 //   variable takes none.
@@ -21,8 +22,6 @@
 //   string value fits the width; trailing blanks do not count) and appears once.
 // - "missing": "values" (at most three; one beside a range) and, for numbers
 //   only, "range": [low, high] with low <= high.
-// - Unknown keys are errors: a misspelt "valuelabels" would otherwise vanish
-//   without a word.
 #ifndef KVHOST_DATADICTIONARY_H
 #define KVHOST_DATADICTIONARY_H
 

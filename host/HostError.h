@@ -1,7 +1,9 @@
 // The one exception type of the host's loaders. Its message is a single line
 // that names the file and where in it the problem is, in the form people know
-// from compilers: "data.csv:17: expected 6 fields, found 5" or
-// "survey.dict.json: /variables/3/width: width 40000 is outside 1 to 32767".
+// from compilers: "data.csv:17: expected 6 fields, found 5",
+// "survey.dict.json:3:1: invalid JSON: ..." or "survey.dict.json:
+// /variables/3/width: expected an integer from 1 to 32767, found 40000"
+// (JsonReader.h).
 #ifndef KVHOST_HOSTERROR_H
 #define KVHOST_HOSTERROR_H
 

@@ -7,7 +7,9 @@ import os
 root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 lib = sorted(os.path.basename(h) for h in glob.glob(os.path.join(root, 'aggregator', '*.h'))
              if os.path.basename(h) != 'kvaggr.h')
-host = sorted(os.path.basename(h) for h in glob.glob(os.path.join(root, 'host', '*.h')))
+# The JSON reader belongs to the tools and is not installed.
+host = sorted(os.path.basename(h) for h in glob.glob(os.path.join(root, 'host', '*.h'))
+              if os.path.basename(h) != 'JsonReader.h')
 text = ('// Umbrella header: every public header of the library, then the host\n'
         '// platform layer (datasets, loaders, iterators) that a program uses with it.\n'
         '#ifndef KVAGGR_KVAGGR_H\n#define KVAGGR_KVAGGR_H\n\n'

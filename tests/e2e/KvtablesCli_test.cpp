@@ -1,132 +1,123 @@
-// The command line, driven by data: every tests/e2e/cli/NAME.request.json is
-// run from that directory and checked against NAME.expect, whose first line
-// is "exit N" and whose remaining lines are the exact standard error.
+// The command line, driven by data: every case of tests/e2e/cli/cases.json is
+// a request, saved beside the data files of that directory and run, with its
+// exact standard error and exit status. The annotated request of the tool's
+// README must run as pasted.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <string>
-#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "Golden.h"
+#include "TestSupport.h"
 
 namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
 
 namespace {
 
 const fs::path kCases = fs::path(KV_SOURCE_DIR) / "tests" / "e2e" / "cli";
 const fs::path kTool = fs::path(KV_BINARY_DIR) / "tools" / "kvtables" / "kvtables";
 
-struct Outcome {
-    int status = -1;
-    std::string out;  // standard output
-    std::string err;  // standard error
-};
-
-std::string Slurp(const fs::path& p)
+std::vector<Json> Cases()
 {
-    std::ifstream in(p, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
+    return Json::parse(kvtest::ReadText(kCases / "cases.json"))["cases"].get<std::vector<Json>>();
 }
 
-// Runs the tool in the cases directory with the given arguments.
-Outcome RunTool(const std::string& args)
+// This process's copy of the cases directory: links to its data files, so
+// that the requests written next to them find them under the same names.
+const fs::path& CaseDir()
 {
-    const fs::path tmp = fs::temp_directory_path() / ("kvtables_cli_" + std::to_string(::getpid()));
-    fs::create_directories(tmp);
-    const std::string cmd = "cd '" + kCases.string() + "' && '" + kTool.string() + "' " + args + " >'" +
-                            (tmp / "out").string() + "' 2>'" + (tmp / "err").string() + "'";
-    Outcome o;
-    int raw = std::system(cmd.c_str());
-    o.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    o.out = Slurp(tmp / "out");
-    o.err = Slurp(tmp / "err");
-    fs::remove_all(tmp);
-    return o;
+    static const fs::path dir = [] {
+        const fs::path d = kvtest::ProcessTempDir() + "cli";
+        fs::create_directories(d);
+        for (const auto& entry : fs::directory_iterator(kCases))
+            fs::create_symlink(entry.path(), d / entry.path().filename());
+        return d;
+    }();
+    return dir;
 }
 
-std::vector<std::string> CaseNames()
+// Writes the named case's request into CaseDir(); returns its file name.
+std::string WriteCase(const std::string& name)
 {
-    std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(kCases)) {
-        const std::string f = e.path().filename().string();
-        const std::string suffix = ".request.json";
-        if (f.size() > suffix.size() && f.compare(f.size() - suffix.size(), suffix.size(), suffix) == 0)
-            names.push_back(f.substr(0, f.size() - suffix.size()));
+    for (const Json& c : Cases()) {
+        if (c["name"] != name) continue;
+        std::ofstream(CaseDir() / (name + ".request.json")) << (c.contains("text") ? c["text"].get<std::string>()
+                                                                                      : c["request"].dump());
+        return name + ".request.json";
     }
-    std::sort(names.begin(), names.end());
-    return names;
+    ADD_FAILURE() << "no case " << name;
+    return "";
 }
 
-class CliCase : public ::testing::TestWithParam<std::string> {};
+class CliCase : public ::testing::TestWithParam<Json> {};
 
 TEST_P(CliCase, ExitStatusAndMessage)
 {
-    const std::string name = GetParam();
-    const std::string expect = Slurp(kCases / (name + ".expect"));
-    ASSERT_FALSE(expect.empty()) << "no " << name << ".expect";
-    const size_t eol = expect.find('\n');
-    const std::string first = expect.substr(0, eol);
-    ASSERT_EQ(first.rfind("exit ", 0), 0u) << name << ".expect must start with \"exit N\"";
-    const int status = std::stoi(first.substr(5));
-    const std::string err = expect.substr(eol + 1);
-
-    Outcome o = RunTool(name + ".request.json");
-    EXPECT_EQ(o.status, status);
-    EXPECT_EQ(o.err, err);
-    // A user error is one line and writes nothing to standard output.
-    if (status == 2) {
-        EXPECT_EQ(std::count(o.err.begin(), o.err.end(), '\n'), 1);
-        EXPECT_EQ(o.out, "");
-    }
+    const Json& c = GetParam();
+    const kvtest::ProgramRun run = kvtest::RunProgram(kTool, CaseDir(), WriteCase(c["name"]));
+    const std::string err = c["stderr"];
+    EXPECT_EQ(run.status, c.value("exit", 2));
+    EXPECT_EQ(run.err, err.empty() ? err : err + "\n");
+    EXPECT_TRUE(run.status != 2 || run.out.empty()) << run.out;  // a user error prints no half of a result
 }
 
-INSTANTIATE_TEST_SUITE_P(Kvtables, CliCase, ::testing::ValuesIn(CaseNames()),
-                         [](const ::testing::TestParamInfo<std::string>& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Kvtables, CliCase, ::testing::ValuesIn(Cases()),
+                         [](const auto& info) { return info.param["name"].template get<std::string>(); });
 
 TEST(KvtablesCli, CommandLineMistakesAreUserErrors)
 {
-    Outcome none = RunTool("");
-    EXPECT_EQ(none.status, 2);
-    EXPECT_EQ(none.err, "kvtables: request is required (try --help)\n");
-    Outcome format = RunTool("valid.request.json --format xml");
-    EXPECT_EQ(format.status, 2);
-    EXPECT_EQ(format.err, "kvtables: --format: xml not in {text,json,csv,html} (try --help)\n");
-    Outcome missing = RunTool("nosuch.request.json");
-    EXPECT_EQ(missing.status, 2);
-    EXPECT_EQ(missing.err, "nosuch.request.json: cannot read the request file\n");
-    EXPECT_EQ(RunTool("--help").status, 0);
+    const std::string valid = WriteCase("valid");
+    const std::pair<std::string, std::string> runs[] = {
+        {"", "kvtables: request is required (try --help)\n"},
+        {valid + " --format xml", "kvtables: --format: xml not in {text,json,csv,html} (try --help)\n"},
+        {"nosuch.request.json", "nosuch.request.json: cannot open the file: No such file or directory\n"}};
+    for (const auto& [args, err] : runs) {
+        const kvtest::ProgramRun run = kvtest::RunProgram(kTool, CaseDir(), args);
+        EXPECT_EQ(run.status, 2) << args;
+        EXPECT_EQ(run.err, err);
+    }
+    EXPECT_EQ(kvtest::RunProgram(kTool, CaseDir(), "--help").status, 0);
 }
 
-TEST(KvtablesCli, NoOutputFileOnError)
+TEST(KvtablesCli, OutputFileOnlyOnSuccess)
 {
-    const fs::path target = fs::temp_directory_path() / ("kvtables_out_" + std::to_string(::getpid()) + ".txt");
+    const fs::path target = kvtest::ProcessTempDir() + "out.csv";
     // A request error, and a data error found only while the cases stream in
     // (after the tables were built and some cases aggregated).
-    for (const char* request : {"unknown_statistic.request.json", "short_row.request.json"}) {
+    for (const char* name : {"unknown_statistic", "short_row", "valid"}) {
         fs::remove(target);
-        Outcome o = RunTool(std::string(request) + " --output '" + target.string() + "'");
-        EXPECT_EQ(o.status, 2) << request;
-        EXPECT_FALSE(fs::exists(target)) << request;
+        const kvtest::ProgramRun run =
+            kvtest::RunProgram(kTool, CaseDir(), WriteCase(name) + " --format csv --output '" + target.string() + "'");
+        EXPECT_EQ(run.out, "") << name;
+        EXPECT_EQ(fs::exists(target), run.status == 0) << name;
     }
+    EXPECT_NE(kvtest::ReadText(target).find("statistic"), std::string::npos);
 }
 
-TEST(KvtablesCli, OutputFileOnSuccess)
+TEST(KvtablesCli, ReadmeRequestRunsAsPasted)
 {
-    const fs::path target = fs::temp_directory_path() / ("kvtables_ok_" + std::to_string(::getpid()) + ".csv");
-    fs::remove(target);
-    Outcome o = RunTool("valid.request.json --format csv --output '" + target.string() + "'");
-    EXPECT_EQ(o.status, 0);
-    EXPECT_EQ(o.out, "");
-    EXPECT_NE(Slurp(target).find("statistic"), std::string::npos);
-    fs::remove(target);
+    // The indented block after "## Request", comments and all, on the bundled
+    // people data (written with ";" and NA): only the file and the variable
+    // names the data lack change.
+    std::istringstream readme(kvtest::ReadText(fs::path(KV_SOURCE_DIR) / "tools" / "kvtables" / "README.md"));
+    std::string line, request;
+    while (std::getline(readme, line) && line != "## Request") {}
+    while (std::getline(readme, line) && (line.empty() || line.rfind("    ", 0) == 0)) request += line + "\n";
+    ASSERT_NE(request.find("//"), std::string::npos) << request;
+    const std::string tables = std::string(KV_SOURCE_DIR) + "/tests/e2e/tables/";
+    for (const auto& [from, to] : {std::pair<std::string, std::string>{"survey.csv", tables + "people_dialect.csv"},
+                                   {"survey.dict.json", tables + "people.dict.json"},
+                                   {"\"gender\"", "\"sex\""}, {", \"b3\"", ""}, {", \"radio\"", ""}})
+        for (size_t at; (at = request.find(from)) != std::string::npos;) request.replace(at, from.size(), to);
+    const kvtest::ProgramRun run =
+        kvtest::RunProgram(kTool, kvtest::ProcessTempDir(), kvtest::WriteTempFile("readme.request.json", request));
+    EXPECT_EQ(run.status, 0) << run.err << request;
+    EXPECT_EQ(run.err, "");
+    EXPECT_NE(run.out.find("Region by gender"), std::string::npos);
 }
 
 }  // namespace

@@ -26,12 +26,32 @@ std::vector<std::string> NamesUsed(const Request& request)
     return {names.begin(), names.end()};
 }
 
+namespace {
+
+// A header of one column whose name holds another usual delimiter was almost
+// certainly written with that delimiter: say so at line 1, rather than let
+// every name the request uses be unknown.
+void CheckDelimiter(const Request& request, const std::vector<std::string>& header)
+{
+    if (header.size() != 1) return;
+    for (char d : {',', ';', '\t'}) {
+        if (d == request.csv.delimiter || header[0].find(d) == std::string::npos) continue;
+        const std::string quoted = QuoteForMessage(std::string(1, d));
+        throw HostError(request.dataPath + ":1: the file looks separated by " + quoted + ", not " +
+                        QuoteForMessage(std::string(1, request.csv.delimiter)) + " (add \"csv\": {\"delimiter\": " +
+                        quoted + "} to the request)");
+    }
+}
+
+}  // namespace
+
 DataInput OpenData(const Request& request)
 {
     DataInput input;
     try {
         if (!request.dictionaryPath.empty()) input.dictionary = LoadDictionary(request.dictionaryPath);
-        const std::vector<std::string> header = ReadCsvHeader(request.dataPath);
+        const std::vector<std::string> header = ReadCsvHeader(request.dataPath, request.csv);
+        CheckDelimiter(request, header);
         std::vector<int> needed;
         for (const std::string& name : NamesUsed(request)) {
             auto it = std::find(header.begin(), header.end(), name);
@@ -40,7 +60,7 @@ DataInput OpenData(const Request& request)
         std::sort(needed.begin(), needed.end());
         input.cases = std::make_unique<CsvCaseIterator>(request.dataPath,
                                                         input.dictionary ? &*input.dictionary : nullptr,
-                                                        CsvColumns::Indices(needed));
+                                                        CsvColumns::Indices(needed), request.csv);
     } catch (const HostError& e) {
         throw UserError(e.what());
     }

@@ -27,8 +27,9 @@ struct DataInput {
 std::vector<std::string> NamesUsed(const Request& request);
 
 // Reads the dictionary, then opens the stream over the columns of NamesUsed
-// that the CSV header has. Throws UserError (the host's message) on any
-// problem with either file.
+// that the CSV header has, with the request's CSV options. Throws UserError
+// (the host's message) on any problem with either file, and at line 1 when
+// the header looks written with another delimiter.
 DataInput OpenData(const Request& request);
 
 }  // namespace kvtables

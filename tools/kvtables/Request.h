@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "CsvReader.h"
 #include "TableEncryptionCodes.h"
 
 namespace kvtables {
@@ -129,6 +130,7 @@ struct Request {
     std::string dictionary;      // as written; may be empty
     std::string dataPath;        // resolved against the request file's directory
     std::string dictionaryPath;  // likewise; empty when not given
+    CsvOptions csv;              // the data file's delimiter and missing-value texts
     std::string weight;
     int weightIndex = -1;
     double ciLevel = 95.0;

@@ -1,7 +1,8 @@
-// Reading a request file: JSON syntax, the shape of every object (unknown keys
-// are errors, so a typo never passes silently), value types, enumerations,
-// statistic names and their parameters. What needs the data's dictionary is
-// checked afterwards by ValidateRequest (RequestValidator.h).
+// Reading a request file through the host's JSON reader (JsonReader.h: its
+// strictness, comments and messages), then what only a request means:
+// enumerations, statistic names and their parameters, the CSV options. What
+// needs the data's dictionary is checked afterwards by ValidateRequest
+// (RequestValidator.h).
 #ifndef KVTABLES_REQUESTPARSER_H
 #define KVTABLES_REQUESTPARSER_H
 

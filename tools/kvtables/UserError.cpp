@@ -1,6 +1,6 @@
 #include "UserError.h"
 
-#include <cstdio>
+#include "HostError.h"
 
 namespace kvtables {
 
@@ -18,22 +18,6 @@ UserError::UserError(const std::string& file, const std::string& where, const st
 {
 }
 
-std::string Quote(const std::string& text)
-{
-    std::string out = "\"";
-    for (unsigned char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c < 0x20 || c == 0x7f) {
-            char buf[8];
-            std::snprintf(buf, sizeof buf, "\\x%02x", c);
-            out += buf;
-        } else {
-            out += static_cast<char>(c);
-        }
-    }
-    return out + "\"";
-}
+std::string Quote(const std::string& text) { return QuoteForMessage(text, text.size()); }
 
 }  // namespace kvtables

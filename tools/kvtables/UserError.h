@@ -17,8 +17,9 @@ public:
     UserError(const std::string& file, const std::string& where, const std::string& what);
 };
 
-// Quotes a user's text for a message: "text", with control characters and
-// quotes escaped so that the message stays on one line.
+// Quotes a user's text for a message as the host's messages do
+// (QuoteForMessage), whole: "text", with control characters and quotes
+// escaped so that the message stays on one line.
 std::string Quote(const std::string& text);
 
 }  // namespace kvtables

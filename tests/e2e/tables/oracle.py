@@ -318,6 +318,18 @@ def main():
         [region(total=True)], [sex(total=True)], "income", ["ValidN", "Mean", "StdDev", "Sum", "Minimum", "Maximum"],
         weighted=True))], weighted=True, comment=gen)
 
+    # The same data with ";" between the fields and R's NA for no value:
+    # pandas, told the same, must read the very frame of people.csv, so the
+    # cells are those of the same tables there.
+    dialect = pd.read_csv(os.path.join(HERE, "people_dialect.csv"), sep=";", keep_default_na=False, na_values=["NA"])
+    dialect["sex"] = dialect["sex"].astype(str)
+    assert dialect.equals(DATA)
+    write("csv_dialect", [
+        ("Income", summary_table([region(total=True)], [sex()], "income", ["ValidN", "Mean", "Sum"], weighted=True)),
+        ("Second brand", count_table([values("b2", BRAND, [1, 2, 3, 99], missing=(99,), total=True)], [], [],
+                                     ["Count"], weighted=True)),
+    ], weighted=True, comment=gen)
+
     # Subtotals: the subtotal of 1 and 2 and the hidden subtotal of 3 count
     # exactly their cases, for counts and for summary statistics alike.
     r = [Cat("North", DATA["region"] == 1), Cat("South", DATA["region"] == 2)]
