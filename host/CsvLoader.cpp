@@ -60,8 +60,10 @@ struct Inference {
     size_t width = 0;
     int decimals = 0;
     int integerDigits = 1;
+    std::string firstText;  // the first value that is not a number, and its line
+    long long firstTextLine = 0;
 
-    void Add(std::string_view field, const CsvOptions& options)
+    void Add(std::string_view field, const CsvOptions& options, long long line)
     {
         std::string_view kept = TrimTrailingSpaces(field);
         width = std::max(width, kept.size());
@@ -69,6 +71,10 @@ struct Inference {
         double value;
         if (!ParseCsvNumber(field, value)) {
             numeric = options.IsNa(field);
+            if (!numeric) {
+                firstText = field;
+                firstTextLine = line;
+            }
             return;
         }
         // Decimals and integer digits as written, for the display format.
@@ -174,7 +180,7 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
             for (int c : toInfer) {
                 Inference& inf = inference[static_cast<size_t>(c)];
                 size_t before = inf.width;
-                inf.Add(reader->Field(c), _options);
+                inf.Add(reader->Field(c), _options, reader->Line());
                 if (inf.width > before && inf.width > static_cast<size_t>(VESK_Variable::kMaxStringWidth) &&
                     widestLine == 0)
                     widestLine = reader->Line();
@@ -185,6 +191,7 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
     }
 
     _inferred.assign(static_cast<size_t>(n), 0);
+    _whyText.assign(static_cast<size_t>(n), std::string());
     for (int c = 0; c < n; ++c) {
         const std::string& name = _header[static_cast<size_t>(c)];
         int d = described[static_cast<size_t>(c)];
@@ -194,6 +201,11 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
         } else if (need[static_cast<size_t>(c)]) {
             v = std::make_unique<VESK_Variable>(inference[static_cast<size_t>(c)].MakeVariable(name, csvPath, widestLine));
             _inferred[static_cast<size_t>(c)] = 1;
+            const Inference& inf = inference[static_cast<size_t>(c)];
+            if (!inf.numeric)
+                _whyText[static_cast<size_t>(c)] = csvPath + ":" + std::to_string(inf.firstTextLine) + " holds " +
+                                                   QuoteForMessage(inf.firstText) +
+                                                   MissingAdvice(inf.firstText, _options);
         } else {
             v = std::make_unique<VESK_Variable>(name, 0);
         }
@@ -426,3 +438,5 @@ std::unique_ptr<InMemoryDataset> LoadCsv(const std::string& csvPath, const std::
     if (dictionaryPath) dictionary = LoadDictionary(*dictionaryPath);
     return LoadCsv(csvPath, dictionary, options);
 }
+
+std::string CsvCaseIterator::WhyText(int varIndex) const { return _whyText[static_cast<size_t>(varIndex)]; }

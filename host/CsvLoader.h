@@ -120,6 +120,10 @@ public:
     bool IsNeeded(int varIndex) const { return _offsets[static_cast<size_t>(varIndex)] >= 0; }
     // True when the column's type came from its values rather than the dictionary.
     bool IsInferred(int varIndex) const { return _inferred[static_cast<size_t>(varIndex)] != 0; }
+    // Why a column was inferred as text: where its first value that is not a
+    // number stands ("survey.csv:17 holds \"NA\"", with advice when it reads
+    // like a missing-value marker); empty for every other column.
+    std::string WhyText(int varIndex) const;
     const std::string& GetPath() const { return _path; }
 
 private:
@@ -151,6 +155,7 @@ private:
     std::vector<int> _offsets;              // per variable: word offset in a row, -1 not needed
     std::vector<const OBS*> _fillers;       // per variable: the value read when not needed
     std::vector<char> _inferred;
+    std::vector<std::string> _whyText;  // by column, see WhyText
     std::vector<OBS> _blankWords;           // fillers of unneeded strings
     std::vector<OBS> _emptyRow;             // what GetValue reads when no case is current
     OBS _sysmisWord;

@@ -23,7 +23,10 @@ size_t SignificantLength(const std::string& s)
 
 class Validator {
 public:
-    Validator(Request& req, const VESK_DataSource& dict) : _req(req), _dict(dict) {}
+    Validator(Request& req, const VESK_DataSource& dict, const WhyText& whyText)
+        : _req(req), _dict(dict), _whyText(whyText)
+    {
+    }
 
     void Run()
     {
@@ -45,11 +48,20 @@ private:
         return _dict.GetVariable(index);
     }
 
+    // A variable typed from the data is text because of some value: name it,
+    // since a missing-value marker such as "NA" is the usual cause.
+    void RequireNumeric(const VESK_Variable* v, const std::string& path, const std::string& what) const
+    {
+        if (!v->IsString()) return;
+        const std::string why = _whyText ? _whyText(_dict.FindVariable(v->GetName())) : std::string();
+        Fail(path, what + " is not numeric" + (why.empty() ? "" : ": " + why));
+    }
+
     void ValidateWeight()
     {
         if (_req.weight.empty()) return;
         const VESK_Variable* v = Variable(_req.weight, "/weight");
-        if (v->IsString()) Fail("/weight", "weight variable " + Quote(_req.weight) + " is not numeric");
+        RequireNumeric(v, "/weight", "weight variable " + Quote(_req.weight));
         _req.weightIndex = _dict.FindVariable(_req.weight);
     }
 
@@ -141,7 +153,7 @@ private:
             if (_req.FindSet(t.summary) >= 0)
                 Fail(spath, "summary " + Quote(t.summary) + " is a set; summary statistics need a numeric variable");
             const VESK_Variable* v = Variable(t.summary, spath, "summary variable");
-            if (v->IsString()) Fail(spath, "summary variable " + Quote(t.summary) + " is not numeric");
+            RequireNumeric(v, spath, "summary variable " + Quote(t.summary));
             t.summaryIndex = _dict.FindVariable(t.summary);
         }
 
@@ -259,13 +271,14 @@ private:
 
     Request& _req;
     const VESK_DataSource& _dict;
+    const WhyText& _whyText;
 };
 
 }  // namespace
 
-void ValidateRequest(Request& request, const VESK_DataSource& dictionary)
+void ValidateRequest(Request& request, const VESK_DataSource& dictionary, const WhyText& whyText)
 {
-    Validator(request, dictionary).Run();
+    Validator(request, dictionary, whyText).Run();
 }
 
 }  // namespace kvtables

@@ -60,7 +60,8 @@ int Run(int argc, char** argv)
     try {
         kvtables::Request request = kvtables::LoadRequest(requestPath);
         kvtables::DataInput data = kvtables::OpenData(request);
-        kvtables::ValidateRequest(request, data.cases->GetDataSource());
+        kvtables::ValidateRequest(request, data.cases->GetDataSource(),
+                                  [&data](int varIndex) { return data.cases->WhyText(varIndex); });
         for (const std::string& warning : request.warnings) std::cerr << "warning: " << warning << "\n";
         data.cases->SetWeightIndex(request.weightIndex);
         const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(request.dataPath) : 0;
