@@ -95,27 +95,15 @@ inline AggregationCube* TwoWayCube(AggregationTable& table, AggregationVariable&
     return cube;
 }
 
-// Five cases of a multiple-category set q1..q3 and gender, unit weights:
-//   c1: 1 2 .  gender 1
-//   c2: 1 1 3  gender 1      (1 answered twice)
-//   c3: 2 3 .  gender 2
-//   c4: . . .  gender 2      no value at all
-//   c5: 3 . 1  gender 2
-inline void FillSetCases(InMemoryDataset& ds)
-{
-    FillDataset(ds, {"q1", "q2", "q3", "gender"},
-                {{1, 2, NAN, 1}, {1, 1, 3, 1}, {2, 3, NAN, 2}, {NAN, NAN, NAN, 2}, {3, NAN, 1, 2}});
-}
-
 inline void Feed(AggregationTable& table, DatasetIterator& it)
 {
     while (it.Next()) table.AddNewCase();
     table.CompleteCases();
 }
 
-// region, gender, weight: ten cases whose counts EngineCounts_test.cpp derives
-// by hand. Weighted rows 1, 2, 3 = (2, 3), (2, 4), (3, 1); unweighted (2, 2),
-// (1, 2), (2, 1).
+// region, gender, weight: the ten cases of the oracle's region_gender dataset
+// (tests/support/engine_oracle.py, which puts the weight first).
+// Weighted rows 1, 2, 3 = (2, 3), (2, 4), (3, 1); unweighted (2, 2), (1, 2), (2, 1).
 inline const std::vector<std::vector<double>> kRegionGender = {
     {1, 1, 1}, {1, 2, 2}, {1, 1, 1}, {2, 2, 3}, {2, 2, 1},
     {2, 1, 2}, {3, 1, 1}, {3, 2, 1}, {1, 2, 1}, {3, 1, 2},
@@ -124,7 +112,6 @@ inline const std::vector<std::vector<double>> kRegionGender = {
 // A table over kRegionGender, weighted or not, whose region and gender show
 // their totals; the test adds the cubes it needs.
 struct RegionGenderFixture {
-    std::vector<std::unique_ptr<ParsedCategory>> items;  // a described region's list, if any
     InMemoryDataset ds;
     std::unique_ptr<DatasetIterator> it;
     std::unique_ptr<AggregationTable> table;
@@ -138,12 +125,6 @@ struct RegionGenderFixture {
         region.SetIsTotalNo(false);
         gender.SetIsTotalNo(false);
     }
-    // Region described by `list`, which the fixture owns from here on.
-    void DescribeRegion(const std::vector<ParsedCategory*>& list)
-    {
-        for (ParsedCategory* p : list) items.emplace_back(p);
-        region.SetParsedCategories(list);
-    }
     // A new cube of region by gender, its aggregator made.
     AggregationCube* TwoWay()
     {
@@ -153,16 +134,6 @@ struct RegionGenderFixture {
     }
     CubeAggregator* Agg() const { return table->GetCubeAggregators()[0]; }
 };
-
-// Resets the table and feeds the same cases again (false when the cases
-// cannot be rewound): a second pass must give the same table.
-inline bool FeedAgain(AggregationTable& table, DatasetIterator& it)
-{
-    table.ResetAggregator();
-    if (!it.Rewind()) return false;
-    Feed(table, it);
-    return true;
-}
 
 }  // namespace kvtest
 
