@@ -1,36 +1,18 @@
-// Cube metadata: key enumeration over the cells a case produces, and the
-// dimensions each percentage base holds fixed under every label option.
+// Cube metadata: the keys a case's cells make, the enumeration of every
+// combination, the inner row and column, and the dimensions each percentage
+// base holds fixed (tests/data/categories/percent-bases.tsv).
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <deque>
+#include <functional>
 
-#include "AggregationCategory.h"
+#include "CategoryTestSupport.h"
 #include "CubeMetadata.h"
 #include "TestSupport.h"
 
 using namespace TableEncryptionCodes;
 
 namespace {
-
-// A dimension whose cells for the current case are set by the test.
-class ScriptedDimension : public TableDimension {
-public:
-    ScriptedDimension() : TableDimension(8, kCVariable) {}
-    void Set(std::vector<int> cells, bool valid = true)
-    {
-        _lastCatCell = -1;
-        for (int c : cells) AddCategoryCell(c);
-        _caseValid = valid;
-    }
-    bool EncodeValue() override { return true; }
-    const std::vector<AggregationCategory*>& GetCategoryPointers() override { return _categories; }
-    std::vector<int> VariableIndex() const override { return {0}; }
-    std::vector<KvAggrCaseValueReader*> GetCaseValues() const override { return {}; }
-    void SetIterator(VESK_InputCaseIterator&) override {}
-    int GetCategoryEncoding(const OBS*) const override { return kNoCategory; }
-    int GetNumberOfValues() const override { return 0; }
-    void ResetDimension() override {}
-};
 
 std::vector<int> Entries(const CellKey& k)
 {
@@ -39,213 +21,153 @@ std::vector<int> Entries(const CellKey& k)
     return v;
 }
 
-std::vector<std::vector<int>> AllKeys(const CubeMetadata& m, bool* firstStored = nullptr)
-{
-    CellKey key(m.NumberOfDimensions());
-    bool noCategory, allValid, hasTotal;
-    bool stored = m.MakeCVarCellKey(key, noCategory, allValid, hasTotal);
-    if (firstStored) *firstStored = stored;
-    std::vector<std::vector<int>> keys{Entries(key)};
-    while (m.NewCellKey(key)) keys.push_back(Entries(key));
-    return keys;
-}
-
-}  // namespace
-
-TEST(CubeMetadata, EnumeratesEveryCombinationDimensionZeroFastest)
-{
-    ScriptedDimension row, col;
-    row.Set({3});
-    col.Set({2, -100});
-    CubeMetadata m;
-    m.AddDimension(&row, kRow);
-    m.AddDimension(&col, kColumn);
-    CellKey key(2);
-    bool noCategory, allValid, hasTotal;
-    ASSERT_TRUE(m.MakeCVarCellKey(key, noCategory, allValid, hasTotal));
-    EXPECT_EQ(Entries(key), (std::vector<int>{3, 2}));
-    EXPECT_FALSE(hasTotal);
-    EXPECT_FALSE(noCategory);
-    EXPECT_TRUE(allValid);
-    ASSERT_TRUE(m.NewCellKey(key));
-    EXPECT_EQ(Entries(key), (std::vector<int>{3, -100}));
-    EXPECT_FALSE(m.NewCellKey(key));
-
-    // Two multi-cell dimensions: 2 x 3 keys, each once, row changing fastest.
-    row.Set({1, -100});
-    col.Set({4, 5, -100});
-    std::vector<std::vector<int>> want = {{1, 4}, {-100, 4}, {1, 5}, {-100, 5}, {1, -100}, {-100, -100}};
-    EXPECT_EQ(AllKeys(m), want);
-    // A second case starts afresh.
-    row.Set({2});
-    col.Set({6});
-    EXPECT_EQ(AllKeys(m), (std::vector<std::vector<int>>{{2, 6}}));
-}
-
-TEST(CubeMetadata, FirstKeyFlagsNoCategoryUnlistedTotalAndValidity)
-{
-    ScriptedDimension a, b, c;
-    CubeMetadata m;
-    m.AddDimension(&a, kRow);
-    m.AddDimension(&b, kColumn);
-    m.AddDimension(&c, kLayer);
-    CellKey key(3);
-    bool noCategory, allValid, hasTotal;
-
-    // A 0 in dimension 1 stops at once: dimension 2's element is not written.
-    a.Set({1});
-    b.Set({0});
-    c.Set({7});
-    key[2] = 99;
-    EXPECT_FALSE(m.MakeCVarCellKey(key, noCategory, allValid, hasTotal));
-    EXPECT_TRUE(noCategory);
-    EXPECT_EQ(key[2], 99);
-
-    // -99 anywhere: not stored, but the key is filled and noCategory stays false.
-    b.Set({-99});
-    EXPECT_FALSE(m.MakeCVarCellKey(key, noCategory, allValid, hasTotal));
-    EXPECT_FALSE(noCategory);
-    EXPECT_EQ(Entries(key), (std::vector<int>{1, -99, 7}));
-    EXPECT_FALSE(m.MakeCVarPctKey(key));
-    EXPECT_FALSE(m.MakeScaleCellKey(key));
-
-    // A first cell of -100: stored, hasTotal; a scale key refuses it, a percentage key takes it.
-    b.Set({-100}, false);
-    EXPECT_TRUE(m.MakeCVarCellKey(key, noCategory, allValid, hasTotal));
-    EXPECT_TRUE(hasTotal);
-    EXPECT_FALSE(allValid);
-    EXPECT_FALSE(m.MakeScaleCellKey(key));
-    EXPECT_TRUE(m.MakeCVarPctKey(key));
-    b.Set({-101});
-    EXPECT_FALSE(m.MakeScaleCellKey(key));
-    EXPECT_TRUE(m.MakeCVarPctKey(key));
-    b.Set({0});
-    EXPECT_TRUE(m.MakeCVarPctKey(key));  // no category is allowed in a percentage key
-    b.Set({2});
-    EXPECT_TRUE(m.MakeScaleCellKey(key));
-
-    CubeMetadata empty;
-    CellKey none;
-    EXPECT_TRUE(empty.MakeCVarCellKey(none, noCategory, allValid, hasTotal));
-    EXPECT_FALSE(empty.NewCellKey(none));
-}
-
-TEST(CubeMetadata, InnerRowAndColumn)
-{
-    ScriptedDimension r0, r1, c0, c1, l0;
-    CubeMetadata rowsOnly;
-    rowsOnly.AddDimension(&r0, kRow);
-    rowsOnly.AddDimension(&r1, kRow);
-    EXPECT_EQ(rowsOnly.GetInnerRow(), &r1);
-    EXPECT_EQ(rowsOnly.GetInnerColumn(), nullptr);
-
-    CubeMetadata full;
-    full.AddDimension(&r0, kRow);
-    full.AddDimension(&c0, kColumn);
-    full.AddDimension(&c1, kColumn);
-    full.AddDimension(&l0, kLayer);
-    EXPECT_EQ(full.GetInnerRow(), &r0);
-    EXPECT_EQ(full.GetInnerColumn(), &c1);
-
-    CubeMetadata columnsOnly;
-    columnsOnly.AddDimension(&c0, kColumn);
-    EXPECT_EQ(columnsOnly.GetInnerRow(), nullptr);
-    EXPECT_EQ(columnsOnly.GetInnerColumn(), &c0);
-    EXPECT_EQ(CubeMetadata().GetInnerRow(), nullptr);
-}
-
-TEST(CubeMetadataDeathTest, Assertions)
-{
-    ScriptedDimension r, c;
-    CubeMetadata m;
-    m.AddDimension(&c, kColumn);
-    EXPECT_DEATH(m.AddDimension(&r, kRow), kvtest::AssertRegex("lastPosition <= dimPosition"));
-    EXPECT_DEATH(m.GetDimPosition(1), kvtest::AssertRegex("nDims > iDim"));
-    m.SetClabelOption(kColLabelsOpposite);
-    EXPECT_DEATH(m.GetInnerRow(), kvtest::AssertRegex("_cLabelOption == TableEncryptionCodes::kDefault"));
-    EXPECT_DEATH(m.GetInnerColumn(), kvtest::AssertRegex("_cLabelOption == TableEncryptionCodes::kDefault"));
-}
-
-namespace {
-
-struct BaseCase {
-    int option;
-    int type;
-    std::vector<int> want;
+// A cube of scripted dimensions laid out by letters: R row, C column, L layer,
+// E the extra dimension.
+struct Cube {
+    std::deque<kvtest::ScriptedDimension> dims;
+    CubeMetadata meta;
+    explicit Cube(const std::string& layout, int option = 0)
+    {
+        for (char p : layout) {
+            dims.emplace_back();
+            meta.AddDimension(&dims.back(), p == 'R' ? kRow : p == 'C' ? kColumn : p == 'L' ? kLayer : kExtraDimension);
+        }
+        meta.SetClabelOption(static_cast<CLabelOption>(option));
+    }
+    void Set(const std::vector<std::vector<int>>& cells, size_t invalid = 99)
+    {
+        for (size_t k = 0; k < cells.size(); ++k) dims[k].Set(cells[k], k != invalid);
+    }
+    int Index(const TableDimension* d) const
+    {
+        for (size_t k = 0; k < dims.size(); ++k)
+            if (&dims[k] == d) return static_cast<int>(k);
+        return -1;
+    }
 };
 
 }  // namespace
 
-TEST(CubeMetadata, PercentBasesOfTwoRowsTwoColumnsOneLayer)
+TEST(CubeMetadata, EnumeratesEveryCombinationOnceDimensionZeroFastest)
 {
-    // Dimensions 0, 1 rows; 2, 3 columns; 4 a layer. Each expectation is
-    // stepped through the rules by hand (take/drop/skip/append).
-    ScriptedDimension d[5];
-    const std::vector<BaseCase> cases = {
-        // default: row %, column %, table %, subtable %, layer %, rows+layers, columns+layers
-        {0, 0, {0, 1, 2, 4}}, {0, 1, {0, 2, 3, 4}}, {0, 2, {}}, {0, 3, {0, 2, 4}},
-        {0, 4, {4}}, {0, 5, {0, 1, 4}}, {0, 6, {2, 3, 4}}, {0, 7, {}},
-        // option 1 (row labels opposite)
-        {1, 0, {0, 2, 3, 4}}, {1, 1, {1, 2, 3, 4}}, {1, 3, {2, 3, 4}}, {1, 4, {4}},
-        {1, 5, {0, 4}}, {1, 6, {1, 2, 3, 4}},
-        // option 2 (column labels opposite)
-        {2, 0, {0, 1, 3, 4}}, {2, 1, {0, 1, 2, 4}}, {2, 3, {0, 1, 4}}, {2, 5, {0, 1, 3, 4}},
-        {2, 6, {2, 4}},
-        // option 3 (row labels in the layer)
-        {3, 1, {1, 2, 3, 4}}, {3, 3, {1, 2, 4}}, {3, 4, {1, 4}}, {3, 6, {1, 2, 3, 4}},
-        // option 4 (column labels in the layer)
-        {4, 0, {0, 1, 3, 4}}, {4, 3, {0, 3, 4}}, {4, 4, {3, 4}}, {4, 5, {0, 1, 3, 4}},
+    Cube r("R"), rc("RC"), rcl("RCL");
+    struct Case {
+        Cube& cube;
+        std::vector<std::vector<int>> cells, keys;
+    } cases[] = {
+        {r, {{1, -100}}, {{1}, {-100}}},
+        {rc, {{3}, {2, -100}}, {{3, 2}, {3, -100}}},
+        {rc, {{1, -100}, {4, 5, -100}}, {{1, 4}, {-100, 4}, {1, 5}, {-100, 5}, {1, -100}, {-100, -100}}},
+        {rcl, {{1, 2}, {3}, {4, 5}}, {{1, 3, 4}, {2, 3, 4}, {1, 3, 5}, {2, 3, 5}}},
+        // The next case starts afresh.
+        {rc, {{2}, {6}}, {{2, 6}}},
+        {rcl, {{7}, {8, 9}, {1}}, {{7, 8, 1}, {7, 9, 1}}},
     };
-    for (const BaseCase& c : cases) {
-        CubeMetadata m;
-        m.AddDimension(&d[0], kRow);
-        m.AddDimension(&d[1], kRow);
-        m.AddDimension(&d[2], kColumn);
-        m.AddDimension(&d[3], kColumn);
-        m.AddDimension(&d[4], kLayer);
-        m.SetClabelOption(static_cast<CLabelOption>(c.option));
-        std::vector<int> dims{42};
-        m.GetPercentBase(dims, c.type);
-        EXPECT_EQ(dims, c.want) << "option " << c.option << " type " << c.type;
+    for (Case& c : cases) {
+        c.cube.Set(c.cells);
+        CellKey key(c.cube.meta.NumberOfDimensions());
+        bool noCategory, allValid, hasTotal;
+        EXPECT_TRUE(c.cube.meta.MakeCVarCellKey(key, noCategory, allValid, hasTotal));
+        std::vector<std::vector<int>> keys{Entries(key)};
+        while (c.cube.meta.NewCellKey(key)) keys.push_back(Entries(key));
+        EXPECT_EQ(keys, c.keys) << &c - cases;
+    }
+    CubeMetadata empty;
+    CellKey none;
+    bool noCategory, allValid, hasTotal;
+    EXPECT_TRUE(empty.MakeCVarCellKey(none, noCategory, allValid, hasTotal));
+    EXPECT_FALSE(empty.NewCellKey(none));
+}
+
+TEST(CubeMetadata, FirstKeysFlagNoCategoryUnlistedTotalsAndValidity)
+{
+    // A row, a column and a layer; the key starts as 99s, so an element left
+    // alone shows. Only the column's cell varies.
+    struct Case {
+        int cell;
+        bool columnValid, stored, noCategory, hasTotal, allValid;
+        std::vector<int> key;
+        bool pct, scale;
+    } cases[] = {
+        // No category stops at once: the layer's element is not written.
+        {0, true, false, true, false, true, {1, 0, 99}, true, false},
+        // -99: not stored, but the key is filled and noCategory stays false.
+        {-99, true, false, false, false, true, {1, -99, 7}, false, false},
+        {-100, false, true, false, true, false, {1, -100, 7}, true, false},
+        {-101, true, true, false, false, true, {1, -101, 7}, true, false},
+        {2, true, true, false, false, true, {1, 2, 7}, true, true},
+    };
+    Cube cube("RCL");
+    for (const Case& c : cases) {
+        cube.Set({{1}, {c.cell}, {7}}, c.columnValid ? 99 : 1);
+        CellKey key(3);
+        for (int k = 0; k < 3; ++k) key[k] = 99;
+        bool noCategory = true, allValid = false, hasTotal = true;
+        EXPECT_EQ(cube.meta.MakeCVarCellKey(key, noCategory, allValid, hasTotal), c.stored) << c.cell;
+        EXPECT_EQ(noCategory, c.noCategory) << c.cell;
+        EXPECT_EQ(hasTotal, c.hasTotal) << c.cell;
+        EXPECT_EQ(allValid, c.allValid) << c.cell;
+        EXPECT_EQ(Entries(key), c.key) << c.cell;
+        EXPECT_EQ(cube.meta.MakeCVarPctKey(key), c.pct) << c.cell;
+        EXPECT_EQ(cube.meta.MakeScaleCellKey(key), c.scale) << c.cell;
+    }
+    cube.Set({{-99}, {0}, {7}});
+    CellKey key(3);
+    key[1] = 99;
+    EXPECT_FALSE(cube.meta.MakeCVarPctKey(key));
+    EXPECT_EQ(key[1], 99);  // stopped at the first dimension
+}
+
+TEST(CubeMetadata, InnerRowAndColumn)
+{
+    struct Case {
+        const char* layout;
+        int row, column;  // -1: none
+    } cases[] = {{"RR", 1, -1}, {"RCCL", 0, 2}, {"C", -1, 0},   {"", -1, -1},
+                 {"RL", 0, -1}, {"RCCE", 0, 2}, {"LL", -1, -1}};
+    for (const Case& c : cases) {
+        Cube cube(c.layout);
+        EXPECT_EQ(cube.Index(cube.meta.GetInnerRow()), c.row) << c.layout;
+        EXPECT_EQ(cube.Index(cube.meta.GetInnerColumn()), c.column) << c.layout;
     }
 }
 
-TEST(CubeMetadata, PercentBasesOfSingleRowAndColumn)
+TEST(CubeMetadata, PercentBases)
 {
-    // One row (0), one column (1): under options 2 and 4 a single column is
-    // never dropped by the row-percentage base.
-    ScriptedDimension r, c;
-    auto base = [&](int option, int type) {
-        CubeMetadata m;
-        m.AddDimension(&r, kRow);
-        m.AddDimension(&c, kColumn);
-        m.SetClabelOption(static_cast<CLabelOption>(option));
-        std::vector<int> dims;
-        m.GetPercentBase(dims, type);
-        return dims;
-    };
-    EXPECT_EQ(base(0, 0), (std::vector<int>{0}));
-    EXPECT_EQ(base(0, 1), (std::vector<int>{1}));
-    EXPECT_EQ(base(2, 0), (std::vector<int>{0, 1}));
-    EXPECT_EQ(base(4, 0), (std::vector<int>{0, 1}));
-    EXPECT_EQ(base(1, 1), (std::vector<int>{1}));  // i is 1: a single drop
-    EXPECT_EQ(base(2, 1), (std::vector<int>{0}));
-    EXPECT_EQ(base(0, 3), (std::vector<int>{}));
+    const auto rows = kvtest::ReadTable(KV_SOURCE_DIR "/tests/data/categories/percent-bases.tsv");
+    ASSERT_GE(rows.size(), 30u);
+    for (const auto& r : rows) {
+        Cube cube(r[0], std::stoi(r[1]));
+        std::vector<int> dims{42}, want;
+        for (const std::string& w : kvtest::Words(r[3])) want.push_back(std::stoi(w));
+        cube.meta.GetPercentBase(dims, std::stoi(r[2]));
+        EXPECT_EQ(dims, want) << r[0] << " option " << r[1] << " type " << r[2];
+    }
 }
 
 TEST(CubeMetadata, BaseMetadataKeepsPositionsAndOption)
 {
-    ScriptedDimension d[5];
-    CubeMetadata m;
-    m.AddDimension(&d[0], kRow);
-    m.AddDimension(&d[1], kRow);
-    m.AddDimension(&d[2], kColumn);
-    m.AddDimension(&d[3], kColumn);
-    m.AddDimension(&d[4], kLayer);
+    Cube cube("RRCCL", 2);
     std::vector<int> dims = {0, 2, 4};
-    CubeMetadata base = m.GetBaseMetadata(dims, 7);
+    CubeMetadata base = cube.meta.GetBaseMetadata(dims, 7);
     ASSERT_EQ(base.NumberOfDimensions(), 3);
-    EXPECT_EQ(base.GetDimension(1), &d[2]);
+    EXPECT_EQ(base.GetDimension(1), &cube.dims[2]);
     EXPECT_EQ(base.GetDimPosition(1), kColumn);
     EXPECT_EQ(base.GetDimPosition(2), kLayer);
+    std::vector<int> pct;
+    base.GetPercentBase(pct, 0);  // option 2 came along: the single column is kept
+    EXPECT_EQ(pct, (std::vector<int>{0, 1, 2}));
+}
+
+TEST(CubeMetadataDeathTest, Assertions)
+{
+    Cube column("C"), labels("RC", 2);
+    kvtest::ScriptedDimension row;
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[&] { column.meta.AddDimension(&row, kRow); }, "lastPosition <= dimPosition"},
+        {[&] { column.meta.GetDimPosition(1); }, "nDims > iDim"},
+        {[&] { labels.meta.GetInnerRow(); }, "_cLabelOption == TableEncryptionCodes::kDefault"},
+        {[&] { labels.meta.GetInnerColumn(); }, "_cLabelOption == TableEncryptionCodes::kDefault"},
+    };
+    for (const auto& c : cases) EXPECT_DEATH(c.first(), "\"" + kvtest::AssertRegex(c.second) + "\"") << c.second;
 }

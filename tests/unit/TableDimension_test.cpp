@@ -1,221 +1,329 @@
-// The dimension base: the per-case cell list, the explicit list, values of
-// another width, totals, reset and equality.
+// Dimensions: the cells each kind yields per case, tabulated in
+// tests/data/categories/cells.tsv; then list membership, values of another
+// width, category building and reset, sharing, and the set descriptions.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <cfloat>
+#include <functional>
+#include <memory>
 
-#include "CategoryTestDimension.h"
+#include "CategoryTestSupport.h"
 #include "TestSupport.h"
 #include "kvaggr.h"
 
-using kvtest::CategoryTestDimension;
+using kvtest::CategoryScenario;
 using kvtest::Num;
 using kvtest::Str;
 using namespace TableEncryptionCodes;
 
-TEST(TableDimensionCells, CellsAreWalkedFromMinusOne)
+namespace {
+
+using Row = std::vector<std::string>;  // name, setup, list, data, cells, counted
+
+std::vector<Row> Cells() { return kvtest::ReadTable(KV_SOURCE_DIR "/tests/data/categories/cells.tsv"); }
+
+class DimensionCells : public ::testing::TestWithParam<Row> {};
+
+}  // namespace
+
+TEST_P(DimensionCells, Encode)
 {
-    CategoryTestDimension dim({0}, TableDimension::kCVariable, 3);
-    EXPECT_EQ(dim.GetCatCells(), (std::vector<int>{0, 0, 0}));
-    EXPECT_TRUE(dim.GetCatCellCounts().empty());
-    dim.SetFirstCell(4);
-    dim.AddCategoryCell(kTotalCategory);
-    dim.AddCategoryCell(-105);
-    EXPECT_EQ(dim.GetLastCatCell(), 2);
+    const Row& r = GetParam();
+    ASSERT_EQ(r.size(), 6u);
+    CategoryScenario s(r[1], r[2], r[3]);
+    EXPECT_EQ(s.Encode(), std::make_pair(r[4], r[5]));
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, DimensionCells, ::testing::ValuesIn(Cells()),
+                         [](const ::testing::TestParamInfo<Row>& info) { return info.param[0]; });
+
+TEST(DimensionCellsTable, IsThere) { EXPECT_GE(Cells().size(), 20u); }
+
+TEST(TableDimension, CellsAreWalkedFromMinusOne)
+{
+    kvtest::ScriptedDimension dim;
+    dim.Set({4, kTotalCategory, -105});
     std::vector<int> walked;
     for (int cur = -1; cur < dim.GetLastCatCell();) walked.push_back(dim.NextCategoryCell(cur));
     EXPECT_EQ(walked, (std::vector<int>{4, -100, -105}));
 }
 
-TEST(TableDimensionCells, ComputingCountsSizesTheCounts)
+TEST(TableDimension, TheLaterListedItemWinsAndMissingValuesNeverFallIntoOther)
 {
-    CategoryTestDimension dim({0, 1}, TableDimension::kMCSet, 5);
-    dim.SetComputingCounts();
-    EXPECT_TRUE(dim.GetComputingCounts());
-    EXPECT_FALSE(dim.GetCountDuplicates());
-    EXPECT_EQ(dim.GetCatCellCounts(), (std::vector<int>(5, 0)));
-    dim.SetComputingCounts(true);
-    EXPECT_TRUE(dim.GetCountDuplicates());
-    dim.SetFirstCell(1);
-    EXPECT_EQ(dim.GetCellCount(0), 0);
-}
-
-TEST(TableDimensionCellsDeathTest, CellListBoundsAreFatal)
-{
-    CategoryTestDimension dim({0}, TableDimension::kCVariable, 3);
-    dim.SetFirstCell(1);
-    dim.AddCategoryCell(2);
-    dim.AddCategoryCell(3);
-    EXPECT_DEATH(dim.AddCategoryCell(4), kvtest::AssertRegex("_lastCatCell < _numCatCells"));
-    int cur = 2;
-    EXPECT_DEATH(dim.NextCategoryCell(cur), kvtest::AssertRegex("currentCatCell < _lastCatCell"));
-    dim.SetComputingCounts();
-    EXPECT_DEATH(dim.GetCellCount(3), kvtest::AssertRegex("currentCatCell <= _lastCatCell"));
-    EXPECT_DEATH(dim.GetSyntaxVariable(), kvtest::AssertRegex("_syntaxVariable"));
-}
-
-TEST(TableDimension, DescriptionSettingsAreCopied)
-{
-    AggregationVariable var(0, "x");
-    var.SetIsEmptyInclude(false);
-    var.SetIsMissingExclude(false);
-    var.SetIsOrderA(false);
-    var.SetIsTotalNo(false);
-    var.SetIsTotalPositionAfter(false);
-    var.SetTotalLabel("Everyone");
-    var.SetIsTotalLabelDefault(false);
-    CategoryTestDimension dim(var, {0});
-    EXPECT_EQ(&dim.GetSyntaxVariable(), &var);
-    EXPECT_FALSE(dim.GetIsEmptyInclude());
-    EXPECT_TRUE(dim.GetIncludeMissing());
-    EXPECT_FALSE(dim.GetIsOrderA());
-    EXPECT_TRUE(dim.GetHasTotal());
-    EXPECT_TRUE(dim.GetComputingTotal());
-    EXPECT_FALSE(dim.GetIsTotalPositionAfter());
-    EXPECT_EQ(dim.GetTotalLabel(), "Everyone");
-    EXPECT_FALSE(dim.GetIsTotalLabelDefault());
-    EXPECT_FALSE(dim.GetHasExplicitList());
-}
-
-TEST(TableDimension, ExplicitListForcesMissingAndOrderAndSetsOtherAside)
-{
-    ParsedCategory one(Num(1.0), 0), other(ParsedCategory::kOtherNM), sub("S", true, -101, true),
-        hsub("H", true, -102, false);
-    AggregationVariable var(0, "x");
-    var.SetIsOrderA(false);
-    var.SetParsedCategories({&one, &sub, &other, &hsub});
-    CategoryTestDimension dim(var, {0});
-    EXPECT_TRUE(dim.GetHasExplicitList());
-    EXPECT_TRUE(dim.GetIncludeMissing());
-    EXPECT_TRUE(dim.GetIsOrderA());
-    EXPECT_EQ(dim.GetOtherCategory(), &other);
-    EXPECT_EQ(dim.GetParsedCategories(), (std::vector<ParsedCategory*>{&one}));
-
-    // A multiple-dichotomy set keeps its subtotal items in the list.
-    CategoryTestDimension md(var, {0}, TableDimension::kMDSet);
-    EXPECT_EQ(md.GetParsedCategories(), (std::vector<ParsedCategory*>{&one, &sub, &hsub}));
-}
-
-TEST(TableDimension, OnlyAnOtherItem)
-{
-    ParsedCategory other(ParsedCategory::kOtherNM);
-    AggregationVariable var(0, "x");
-    var.SetParsedCategories({&other});
-    CategoryTestDimension dim(var, {0});
-    EXPECT_TRUE(dim.GetHasExplicitList());
-    EXPECT_TRUE(dim.GetParsedCategories().empty());
-    EXPECT_EQ(dim.ExplicitListContains(Num(42.0), false, -1), &other);
-    EXPECT_EQ(dim.ExplicitListContains(Num(42.0), true, -1), nullptr);
-}
-
-TEST(TableDimension, LaterListedItemWins)
-{
-    ParsedCategory range(Num(1.0), Num(10.0), 0), five(Num(5.0), 0), missing(ParsedCategory::kMissing),
-        other(ParsedCategory::kOtherNM), hi(Num(8.0), 0, ParsedCategory::kHiRange);
-    AggregationVariable var(0, "x");
-    var.SetParsedCategories({&range, &five, &missing, &other, &hi});
-    CategoryTestDimension dim(var, {0});
-    EXPECT_EQ(dim.ExplicitListContains(Num(5.0), false, -1), &five);
-    EXPECT_EQ(dim.ExplicitListContains(Num(5.0), false, 0), &five);
-    EXPECT_EQ(dim.ExplicitListContains(Num(3.0), false, -1), &range);
-    EXPECT_EQ(dim.ExplicitListContains(Num(9.0), false, -1), &hi);
-    EXPECT_EQ(dim.ExplicitListContains(Num(9.0), true, -1), &hi);  // a listed range holds missing values too
-    EXPECT_EQ(dim.ExplicitListContains(Num(-4.0), true, -1), &missing);
-    EXPECT_EQ(dim.ExplicitListContains(Num(-4.0), false, -1), &other);
+    CategoryScenario s("-", "1:10 5 MISSING OTHER 8:HI S-101", "-");
+    const auto& items = s.items;
+    // The other item and (outside a dichotomy set) the subtotals stay off the list.
+    EXPECT_EQ(s.dim->GetParsedCategories(),
+              (std::vector<ParsedCategory*>{items[0].get(), items[1].get(), items[2].get(), items[4].get()}));
+    struct Case {
+        double value;
+        bool missing;
+        int valueType;
+        int item;  // -1: none
+    } cases[] = {{5, false, -1, 1}, {5, false, 0, 1}, {3, false, -1, 0}, {9, false, -1, 4},
+                 // A listed range holds a missing value too.
+                 {9, true, -1, 4}, {-4, true, -1, 2}, {-4, false, -1, 3}, {-4, true, 0, 2}};
+    for (const Case& c : cases)
+        EXPECT_EQ(s.dim->ExplicitListContains(Num(c.value), c.missing, c.valueType),
+                  c.item < 0 ? nullptr : items[static_cast<size_t>(c.item)].get())
+            << c.value << (c.missing ? " missing" : "");
+    CategoryScenario other("-", "OTHER", "-");
+    EXPECT_TRUE(other.dim->GetHasExplicitList());
+    EXPECT_EQ(other.dim->ExplicitListContains(Num(42), false, -1), other.items[0].get());
+    EXPECT_EQ(other.dim->ExplicitListContains(Num(42), true, -1), nullptr);
 }
 
 TEST(TableDimension, EncodingOfValuesOfAnotherWidth)
 {
-    InMemoryDataset ds;
-    int s = ds.AddString("s", 12);
-    int row = ds.AppendCase();
-    ds.SetString(row, s, "ABCD");
-    row = ds.AppendCase();
-    ds.SetString(row, s, "ABCDEFGHIJKL");
-    CategoryTestDimension dim({s});
-    dim.Feed(ds);
-    ASSERT_EQ(dim.GetValueType(), 12);
-
-    std::vector<OBS> abcd4 = Str("ABCD", 4);
-    EXPECT_EQ(dim.GetCategoryEncoding(abcd4.data(), 4), 1);  // padded to 16 bytes
-    std::vector<OBS> full20 = Str("ABCDEFGHIJKL", 20);
-    EXPECT_EQ(dim.GetCategoryEncoding(full20.data(), 20), 2);  // extra word blank
-    std::vector<OBS> tail20 = Str("ABCDEFGHIJKL        Z", 24);
-    EXPECT_EQ(dim.GetCategoryEncoding(tail20.data(), 21), kNoCategory);
-    std::vector<OBS> same = Str("ABCD", 12);
-    EXPECT_EQ(dim.GetCategoryEncoding(same.data(), 12), 1);
-    OBS number = Num(1.0);
-    EXPECT_EQ(dim.GetCategoryEncoding(&number, 0), kNoCategory);
-    std::vector<OBS> unseen = Str("ZZ", 2);
-    EXPECT_EQ(dim.GetCategoryEncoding(unseen.data(), 2), kNoCategory);
+    CategoryScenario text("str=12", "-", "ABCD ABCDEFGHIJKL"), number("-", "-", "3");
+    text.Encode();
+    number.Encode();
+    struct Case {
+        const char* value;  // null: the number 3
+        int width;
+        int want;
+    } cases[] = {
+        {"ABCD", 4, 1},                       // padded to the dimension's 16 bytes
+        {"ABCD", 12, 1},                      // the same width
+        {"ABCDEFGHIJKL", 20, 2},              // the extra word is blank
+        {"ABCDEFGHIJKL        Z", 21, 0},     // the extra word is not
+        {"ZZ", 2, 0},                         // never seen
+        {nullptr, 0, 0},                      // a number for a string dimension
+    };
+    for (const Case& c : cases) {
+        std::vector<OBS> v = c.value ? Str(c.value, c.width) : std::vector<OBS>{Num(3)};
+        EXPECT_EQ(text.dim->GetCategoryEncoding(v.data(), c.width), c.want) << (c.value ? c.value : "3");
+    }
+    std::vector<OBS> three = Str("3", 1);
+    EXPECT_EQ(number.dim->GetCategoryEncoding(three.data(), 1), kNoCategory);
+    OBS n3 = Num(3);
+    EXPECT_EQ(number.dim->GetCategoryEncoding(&n3, 0), 1);
 }
 
-TEST(TableDimension, StringOfferedToANumericDimension)
+TEST(TableDimension, TotalAndPlaceholderCategories)
 {
-    InMemoryDataset ds;
-    int x = ds.AddNumeric("x");
-    ds.SetNumeric(ds.AppendCase(), x, 3.0);
-    CategoryTestDimension dim({x});
-    dim.Feed(ds);
-    std::vector<OBS> text = Str("3", 1);
-    EXPECT_EQ(dim.GetCategoryEncoding(text.data(), 1), kNoCategory);
-    OBS three = Num(3.0);
-    EXPECT_EQ(dim.GetCategoryEncoding(&three, 0), 1);
-    EXPECT_DEATH(dim.GetCategoryEncoding(&three, -1), kvtest::AssertRegex("valueType >= 0"));
-}
-
-TEST(TableDimension, TotalAndDummyCategories)
-{
-    CategoryTestDimension dim({6});
+    TableCVariable dim(6);
     std::string label = "All cases";
     dim.SetTotalLabel(label, false);
-    AggregationCategory* total = dim.GetTotalCategoryPtr();
-    EXPECT_EQ(total->GetCatType(), AggregationCategory::kTotal);
+    std::unique_ptr<AggregationCategory> total(dim.GetTotalCategoryPtr()), dummy(dim.GetDummyCategoryPtr());
+    EXPECT_EQ(kvtest::Show({total.get(), dummy.get()}), "T:All cases D");
     EXPECT_EQ(total->GetCatEncoding(), kTotalCategory);
     EXPECT_EQ(total->GetVarIndex(), 6);
-    EXPECT_EQ(total->GetCatValue().num, 0.0);
-    EXPECT_EQ(total->GetCatLabel(), "All cases");
-    EXPECT_FALSE(total->GetIsLabelDefault());
-    AggregationCategory* dummy = dim.GetDummyCategoryPtr();
-    EXPECT_EQ(dummy->GetCatType(), AggregationCategory::kDummy);
     EXPECT_EQ(dummy->GetVarIndex(), 6);
     EXPECT_EQ(dummy->GetCatLabel(), "None valid");
-    EXPECT_TRUE(dummy->GetIsLabelDefault());
-    delete total;
-    delete dummy;
 }
 
-TEST(TableDimension, ResetForgetsTheBuiltCategories)
+TEST(TableDimension, CategoriesAreBuiltOnceAndAResetStartsAfresh)
 {
-    InMemoryDataset ds;
-    int x = ds.AddNumeric("x");
-    for (double v : {5.0, 2.0}) ds.SetNumeric(ds.AppendCase(), x, v);
-    AggregationVariable var(x, "x");
-    CategoryTestDimension dim(var, {x});
-    dim.Feed(ds);
-    EXPECT_EQ(dim.GetCategoryPointers().size(), 2u);
-    EXPECT_TRUE(dim.GetCategoriesBuilt());
-    EXPECT_EQ(dim.GetNumCategories(), 2);
-    dim.ResetDimension();
-    EXPECT_FALSE(dim.GetCategoriesBuilt());
-    EXPECT_TRUE(dim.GetCategories().empty());
-    // Nothing seen and empty categories included: the placeholder alone.
-    const std::vector<AggregationCategory*>& again = dim.GetCategoryPointers();
-    ASSERT_EQ(again.size(), 1u);
-    EXPECT_EQ(again[0]->GetCatLabel(), "None valid");
+    CategoryScenario s("L1=one L3=three", "-", "5 2 5 9");
+    s.Encode();
+    OBS nine = Num(9), seven = Num(7);
+    EXPECT_EQ(s.dim->GetCategoryEncoding(&nine), 3);
+    EXPECT_EQ(s.dim->GetCategoryEncoding(&seven), kNoCategory);
+    EXPECT_EQ(s.dim->GetNumberOfValues(), 3);
+    const AggregationCategory* first = s.dim->GetCategoryPointers()[0];
+    EXPECT_EQ(s.dim->GetCategoryPointers()[0], first);
+    EXPECT_EQ(s.dim->GetNumCategories(), 5);
+    EXPECT_EQ(s.dim->GetNumZeroFlagCategories(), 2);  // 1 and 3, from their labels
+
+    // After a reset the numbering starts again at 1: 9 is now the first value met.
+    s.dim->ResetDimension();
+    EXPECT_FALSE(s.dim->GetCategoriesBuilt());
+    s.iterator->Rewind();
+    s.iterator->Next();
+    s.iterator->Next();
+    s.iterator->Next();
+    s.iterator->Next();
+    s.dim->EncodeValue();
+    EXPECT_EQ(s.dim->GetCatCell(0), 1);
+    EXPECT_EQ(s.Show(s.dim->GetCategoryPointers()), "1*:one 3*:three 9");
+}
+
+TEST(TableDimension, AnIncludedMissingValueIsNotAValidOne)
+{
+    CategoryScenario s("M9 incmissing", "-", "9"), set("mc M9 incmissing", "-", "./9/.");
+    s.Encode();
+    EXPECT_FALSE(s.dim->GetCaseValid());
+    EXPECT_FALSE(static_cast<TableCVariable&>(*s.dim).GetReader()->IsValid());
+    EXPECT_EQ(s.Show(s.dim->GetCategoryPointers()), "9");
+    set.Encode();
+    EXPECT_FALSE(set.dim->GetCaseValid());
 }
 
 TEST(TableDimension, EqualityForSharing)
 {
     AggregationVariable a(1, "a");
     AggregationVariable aCopy(a);
-    CategoryTestDimension d1(a, {1}), d2(a, {1}), d3(aCopy, {1}), d4(a, {1}, TableDimension::kMCSet);
-    EXPECT_TRUE(d1 == d2);
-    EXPECT_TRUE(d1 != d3);  // a copy of the description is another description
-    EXPECT_TRUE(d1 != d4);
-    CategoryTestDimension n1({1, 2}), n2({1, 2}), n3({2, 1});
-    EXPECT_TRUE(n1 == n2);
-    EXPECT_TRUE(n1 != n3);
-    CategoryTestDimension n4({1});
-    EXPECT_TRUE(n4 != d1);  // with and without a description
+    TableCVariable d1(a), d2(a), d3(aCopy), n1(1);
+    kvtest::ScriptedDimension s1({1}), s12({1, 2}), s12b({1, 2}), s21({2, 1}), set1({1}, 8, TableDimension::kMCSet);
+    struct Case {
+        const TableDimension& x;
+        const TableDimension& y;
+        bool equal;
+    } cases[] = {
+        {d1, d2, true},
+        {d1, d3, false},  // a copy of the description is another description
+        {n1, d1, false},  // with and without a description
+        {n1, s1, true},   // without: the variable indices in order decide
+        {s12, s12b, true},
+        {s12, s21, false},
+        {s1, set1, false},  // another kind
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(c.x == c.y, c.equal) << &c - cases;
+        EXPECT_EQ(c.x != c.y, !c.equal) << &c - cases;
+    }
+}
+
+TEST(TableMCSet, StringMembersOfDifferentWidthsShareCategories)
+{
+    InMemoryDataset ds;
+    int narrow = ds.AddString("s4", 4);
+    int wide = ds.AddString("s12", 12);
+    const char* rows[][2] = {{"ab", "ab"}, {"ab", "abcdefghij"}};
+    for (const auto& r : rows) {
+        int row = ds.AppendCase();
+        ds.SetString(row, narrow, r[0]);
+        ds.SetString(row, wide, r[1]);
+    }
+    ds.GetVariable(wide)->GetValueLabels().Add("abcdefghij", "long one");
+    AggregationMCSet set({narrow, wide}, "$s");
+    DatasetIterator it(ds);
+    TableMCSet dim(set);
+    dim.SetIterator(it);
+    EXPECT_EQ(dim.GetValueType(), 12);
+    EXPECT_EQ(dim.GetWidestVarIndex(), wide);
+    std::vector<std::vector<int>> cells;
+    while (it.Next()) {
+        dim.EncodeValue();
+        const std::vector<int>& all = dim.GetCatCells();
+        cells.push_back(std::vector<int>(all.begin(), all.begin() + dim.GetLastCatCell() + 1));
+    }
+    // The 4-byte "ab" is compared as 16 blank-padded bytes: one category.
+    EXPECT_EQ(cells, (std::vector<std::vector<int>>{{1}, {2, 1}}));
+    EXPECT_EQ(kvtest::Show(dim.GetCategoryPointers(), true, &ds), "ab#1@s12 abcdefghij:long one#2@s12");
+}
+
+TEST(TableMDSet, MembersAreNamedAndLabelledAfterTheDataSource)
+{
+    CategoryScenario s("md", "-", "1/1/0");
+    s.ds.GetVariable(s.vars[0])->SetLabel("A label");
+    s.Encode();
+    EXPECT_EQ(s.Show(s.dim->GetCategoryPointers()), "a:A label b c*");
+    OBS b = Num(s.vars[1]), outside = Num(17);
+    EXPECT_EQ(s.dim->GetCategoryEncoding(&b), 2);
+    EXPECT_EQ(s.dim->GetCategoryEncoding(&outside), kNoCategory);
+    // A reset keeps the encodings handed out.
+    s.dim->ResetDimension();
+    EXPECT_EQ(static_cast<TableMDSet&>(*s.dim).GetVarEncodings(), (std::vector<int>{1, 2, 0}));
+}
+
+TEST(TableMDSet, CountedValuesNegativeZeroStringsAndValueLabels)
+{
+    // A counted negative zero matches a zero; the categories take the counted
+    // value's label from each member.
+    InMemoryDataset ds;
+    std::vector<int> vars{ds.AddNumeric("a"), ds.AddNumeric("b"), ds.AddNumeric("c")};
+    int row = ds.AppendCase();
+    for (size_t v = 0; v < 3; ++v) ds.SetNumeric(row, vars[v], v == 1 ? 1.0 : 0.0);
+    ds.GetVariable(vars[0])->GetValueLabels().Add(0.0, "No");
+    OBS negZero = Num(-0.0);
+    AggregationMDSet set(vars, "$d", &negZero, 0, true);
+    DatasetIterator it(ds);
+    TableMDSet dim(set);
+    dim.SetIterator(it);
+    ASSERT_TRUE(it.Next());
+    dim.EncodeValue();
+    EXPECT_EQ(dim.GetLastCatCell(), 1);  // a and c
+    EXPECT_EQ(kvtest::Show(dim.GetCategoryPointers()), "a:No b* c");
+    EXPECT_TRUE(dim.GetCategories()[0]->GetUseLabelForVar());
+
+    // Only the counted width is read from the counted value.
+    InMemoryDataset text;
+    int s1 = text.AddString("s1", 3), s2 = text.AddString("s2", 8);
+    row = text.AppendCase();
+    text.SetString(row, s1, "yes");
+    text.SetString(row, s2, "yes!");
+    OBS yes;
+    std::memcpy(yes.str, "yesXXXXX", 8);
+    AggregationMDSet strings({s1, s2}, "$s", &yes, 3, false);
+    TableMDSet sdim(strings);
+    DatasetIterator textIt(text);
+    sdim.SetIterator(textIt);
+    ASSERT_TRUE(textIt.Next());
+    sdim.EncodeValue();
+    EXPECT_EQ(sdim.GetLastCatCell(), 0);
+    EXPECT_EQ(sdim.GetCatCell(0), 1);
+}
+
+TEST(AggregationSets, IndexAndUserMissingMember)
+{
+    OBS one = Num(1);
+    AggregationMDSet md({7, 3, 5}, "$md", &one, 0, true);
+    AggregationMCSet set({5, 7}, "$s"), empty({}, "$e");
+    EXPECT_EQ(md.GetIndex(), -100);
+    EXPECT_EQ(set.GetIndex(), -100);
+    EXPECT_EQ(set.GetUserMissingVariable(), 5);  // the first member unless chosen
+    set.SetUserMissingVariable(7);
+    EXPECT_EQ(set.GetUserMissingVariable(), 7);
+    set.SetUserMissingVariable(-1);  // back to "none chosen"
+    EXPECT_EQ(set.GetUserMissingVariable(), 5);
+    EXPECT_EQ(empty.GetUserMissingVariable(), -1);
+}
+
+TEST(AggregationVariable, CopyIsDeepButSharesTheListAndTheDimension)
+{
+    ParsedCategory item(ParsedCategory::kMissing);
+    TableCVariable dim(3);
+    AggregationVariable source(3, "x");
+    source.SetParsedCategories({&item});
+    source.SetTableDimension(&dim);
+    source.SetIsTotalNo(false);
+    AggregationVariable copy(source);
+    copy.SetTotalLabel("All");
+    EXPECT_EQ(source.GetTotalLabel(), "Total");
+    EXPECT_EQ(copy.GetParsedCategories(), std::vector<ParsedCategory*>{&item});
+    EXPECT_EQ(copy.GetTableDimension(), &dim);
+    EXPECT_FALSE(copy.GetIsTotalNo());
+    AggregationVariable assigned;
+    assigned = copy;
+    assigned = assigned;
+    EXPECT_EQ(assigned.GetTotalLabel(), "All");
+    EXPECT_EQ(assigned.GetIndex(), 3);
+}
+
+TEST(TableDimensionDeathTest, Assertions)
+{
+    kvtest::ScriptedDimension cells({0}, 3);
+    cells.Set({1, 2, 3});
+    cells.SetComputingCounts();
+    CategoryScenario number("-", "-", "1"), dichotomy("md", "-", "1/1/1");
+    InMemoryDataset wide, lacking;
+    int w = wide.AddString("w", 12);
+    OBS one = Num(1), negative = Num(-1);
+    AggregationMDSet wideSet({w}, "$w", &one, 0, false);
+    DatasetIterator wideIt(wide);
+    TableMDSet wideDim(wideSet);
+    int cur = 2;
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[&] { cells.AddCategoryCell(4); }, "_lastCatCell < _numCatCells"},
+        {[&] { cells.NextCategoryCell(cur); }, "currentCatCell < _lastCatCell"},
+        {[&] { cells.GetCellCount(3); }, "currentCatCell <= _lastCatCell"},
+        {[&] { cells.GetSyntaxVariable(); }, "_syntaxVariable"},
+        {[&] { number.dim->GetCategoryEncoding(&one, -1); }, "valueType >= 0"},
+        {[&] { dichotomy.dim->GetCategoryEncoding(&negative); }, "varInd->num >= 0.0"},
+        {[&] {
+             dichotomy.Encode();
+             dichotomy.dim->GetCategoryPointers();
+             static_cast<TableMDSet&>(*dichotomy.dim).PrepareMDCategories(lacking);
+         },
+         "varName != 0"},
+        // A 12-byte member compares 16 bytes, more than the 8 of a numeric counted value.
+        {[&] { wideDim.SetIterator(wideIt); }, "_varSizes[iVar] <= _valueSize"},
+        {[&] { AggregationMCSet({5, 7}, "$s").SetUserMissingVariable(9); },
+         "found && \"Missing Value Variable must be present in the set.\""},
+        {[&] { AggregationMCSet({}, "$e").SetUserMissingVariable(0); },
+         "found && \"Missing Value Variable must be present in the set.\""},
+    };
+    for (const auto& c : cases) EXPECT_DEATH(c.first(), "\"" + kvtest::AssertRegex(c.second) + "\"") << c.second;
 }
