@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <iterator>
+#include <map>
 #include <vector>
 
 #include "KvaDistFun.h"
@@ -14,7 +15,8 @@ namespace {
 bool s_medianOptRead = false;
 bool s_medianOpt = false;
 
-void CollectMap(const KvFreqTable& freq, std::vector<double>& values, std::vector<double>& weights, double& total)
+template <class FreqMap>
+void CollectMap(const FreqMap& freq, std::vector<double>& values, std::vector<double>& weights, double& total)
 {
     values.reserve(freq.size());
     weights.reserve(freq.size());
@@ -24,6 +26,50 @@ void CollectMap(const KvFreqTable& freq, std::vector<double>& values, std::vecto
         weights.push_back(vw.second);
         total += vw.second;
     }
+}
+
+template <class FreqMap>
+double TotalWeight(const FreqMap& freq)
+{
+    double total = 0.0;
+    for (const auto& vw : freq) total += vw.second;
+    return total;
+}
+
+// Where the downward walk of a percentile stopped.
+template <class FreqMap>
+struct PtileWalk {
+    typename FreqMap::const_iterator current;
+    double cumBelow;    // weight of all values below `current`
+    bool atSmallest;    // stopped on the smallest value
+    bool noStep;        // the target lies at or above the total weight
+    bool metExactly;    // the target equals cumBelow within the tolerance
+};
+
+// Walks down from above the largest value. cumBelow is the weight of the
+// values below the current one; the tolerance of an exact meeting grows by one
+// machine epsilon per value passed, because every step subtracts once more.
+template <class FreqMap>
+PtileWalk<FreqMap> Walk(const FreqMap& freq, double target, double total)
+{
+    auto it = freq.end();
+    double cum = total;
+    double steps = 0.0;
+    for (;;) {
+        if (CubeStatistics::IsZeroDiff(target, cum, steps)) break;
+        if (it == freq.begin()) break;
+        --it;
+        cum -= it->second;
+        steps += 1.0;
+        if (cum <= target) break;
+    }
+    PtileWalk<FreqMap> walk;
+    walk.current = it;
+    walk.cumBelow = cum;
+    walk.noStep = (steps == 0.0);
+    walk.atSmallest = !walk.noStep && it == freq.begin();
+    walk.metExactly = CubeStatistics::IsZeroDiff(target, cum, steps);
+    return walk;
 }
 
 }  // namespace
@@ -56,39 +102,8 @@ bool CubeStatistics::ValueInRange(double x, const AggregationStatistic& stat)
     }
 }
 
-double CubeStatistics::TotalWeight(const KvFreqTable& freq)
-{
-    double total = 0.0;
-    for (const auto& vw : freq) total += vw.second;
-    return total;
-}
-
-// Walks down from above the largest value. cumBelow is the weight of the
-// values below the current one; the tolerance of an exact meeting grows by one
-// machine epsilon per value passed, because every step subtracts once more.
-CubeStatistics::PtileWalk CubeStatistics::Walk(const KvFreqTable& freq, double target, double total)
-{
-    auto it = freq.end();
-    double cum = total;
-    double steps = 0.0;
-    for (;;) {
-        if (IsZeroDiff(target, cum, steps)) break;
-        if (it == freq.begin()) break;
-        --it;
-        cum -= it->second;
-        steps += 1.0;
-        if (cum <= target) break;
-    }
-    PtileWalk walk;
-    walk.current = it;
-    walk.cumBelow = cum;
-    walk.noStep = (steps == 0.0);
-    walk.atSmallest = !walk.noStep && it == freq.begin();
-    walk.metExactly = IsZeroDiff(target, cum, steps);
-    return walk;
-}
-
-double CubeStatistics::GetPtile(const KvFreqTable& freq, double p, int& status)
+template <class FreqMap>
+double CubeStatistics::GetPtile(const FreqMap& freq, double p, int& status)
 {
     status = kPtileOk;
     if (freq.empty()) {
@@ -109,14 +124,15 @@ double CubeStatistics::GetPtile(const KvFreqTable& freq, double p, int& status)
         return freq.rbegin()->first;
     }
     const double total = TotalWeight(freq);
-    const PtileWalk walk = Walk(freq, p / 100.0 * total, total);
+    const auto walk = Walk(freq, p / 100.0 * total, total);
     if (walk.atSmallest) return freq.begin()->first;
     if (walk.noStep) return freq.rbegin()->first;
     if (walk.metExactly) return (walk.current->first + std::prev(walk.current)->first) * 0.5;
     return walk.current->first;
 }
 
-AggregationResult CubeStatistics::GetCIPtile(const KvFreqTable& freq, double p, double level, double sumSqWeights,
+template <class FreqMap>
+AggregationResult CubeStatistics::GetCIPtile(const FreqMap& freq, double p, double level, double sumSqWeights,
                                              int& status)
 {
     AggregationResult limits;
@@ -137,7 +153,7 @@ AggregationResult CubeStatistics::GetCIPtile(const KvFreqTable& freq, double p, 
     const double total = TotalWeight(freq);
     const double effSize = (sumSqWeights != sysmis && sumSqWeights > 0.0) ? total * total / sumSqWeights : sysmis;
 
-    const PtileWalk walk = Walk(freq, p / 100.0 * total, total);
+    const auto walk = Walk(freq, p / 100.0 * total, total);
     // A percentile on the smallest value, or at the very top, has no rank to
     // build an interval on.
     if (walk.atSmallest || walk.noStep) return limits;
@@ -173,7 +189,8 @@ AggregationResult CubeStatistics::GetCIPtile(const KvFreqTable& freq, double p, 
     return limits;
 }
 
-AggregationResult CubeStatistics::GetCIMedian(const KvFreqTable& freq, double level)
+template <class FreqMap>
+AggregationResult CubeStatistics::GetCIMedian(const FreqMap& freq, double level)
 {
     std::vector<double> values;
     std::vector<double> weights;
@@ -190,7 +207,8 @@ AggregationResult CubeStatistics::GetCIMedian(const KvFreqTable& freq, double le
     return result;
 }
 
-double CubeStatistics::GetGPtile(const KvFreqTable& freq, double p, int& status)
+template <class FreqMap>
+double CubeStatistics::GetGPtile(const FreqMap& freq, double p, int& status)
 {
     std::vector<double> values;
     std::vector<double> weights;
@@ -204,7 +222,8 @@ double CubeStatistics::GetGPtile(const KvFreqTable& freq, double p, int& status)
     return result;
 }
 
-double CubeStatistics::GetMode(const KvFreqTable& freq)
+template <class FreqMap>
+double CubeStatistics::GetMode(const FreqMap& freq)
 {
     double mode = sysmis;
     double best = 0.0;
@@ -217,7 +236,8 @@ double CubeStatistics::GetMode(const KvFreqTable& freq)
     return mode;
 }
 
-double CubeStatistics::GetModeUpper(const KvFreqTable& freq)
+template <class FreqMap>
+double CubeStatistics::GetModeUpper(const FreqMap& freq)
 {
     double mode = sysmis;
     double best = 0.0;
@@ -229,6 +249,19 @@ double CubeStatistics::GetModeUpper(const KvFreqTable& freq)
     }
     return mode;
 }
+
+// The two kinds of value-frequency map that callers hold.
+#define KVAGGR_INSTANTIATE_FREQ_READOUTS(FreqMap)                                                                     \
+    template double CubeStatistics::GetPtile(const FreqMap&, double, int&);                                            \
+    template double CubeStatistics::GetGPtile(const FreqMap&, double, int&);                                           \
+    template AggregationResult CubeStatistics::GetCIPtile(const FreqMap&, double, double, double, int&);               \
+    template AggregationResult CubeStatistics::GetCIMedian(const FreqMap&, double);                                    \
+    template double CubeStatistics::GetMode(const FreqMap&);                                                           \
+    template double CubeStatistics::GetModeUpper(const FreqMap&);
+using StdFreqMap = std::map<double, double>;
+KVAGGR_INSTANTIATE_FREQ_READOUTS(KvFreqTable)
+KVAGGR_INSTANTIATE_FREQ_READOUTS(StdFreqMap)
+#undef KVAGGR_INSTANTIATE_FREQ_READOUTS
 
 bool MedianCIOptFromText(const char* text)
 {

@@ -9,6 +9,8 @@
 #ifndef KVAGGR_CUBESTATISTICS_H
 #define KVAGGR_CUBESTATISTICS_H
 
+#include <map>
+
 #include "AggregationResult.h"
 #include "AggregationStatistic.h"
 #include "KvFreqTable.h"
@@ -35,31 +37,29 @@ public:
     // the request's limits. Group 7 (GTLE) never holds.
     static bool ValueInRange(double x, const AggregationStatistic& stat);
 
-    static double GetPtile(const KvFreqTable& freq, double p, int& status);
-    static double GetGPtile(const KvFreqTable& freq, double p, int& status);
+    // The read-outs below take any ordered run of (value, summed weight)
+    // pairs: the engine's own KvFreqTable, or a std::map<double, double> held
+    // by a caller. They are instantiated for those two types only, so that the
+    // algorithms stay in one place in the source file.
+    template <class FreqMap>
+    static double GetPtile(const FreqMap& freq, double p, int& status);
+    template <class FreqMap>
+    static double GetGPtile(const FreqMap& freq, double p, int& status);
     // Value 1 is the lower, value 2 the upper limit. sumSqWeights is the sum
     // of squared weights behind the map, or sysmis when no effective base is
     // kept.
-    static AggregationResult GetCIPtile(const KvFreqTable& freq, double p, double level, double sumSqWeights,
+    template <class FreqMap>
+    static AggregationResult GetCIPtile(const FreqMap& freq, double p, double level, double sumSqWeights,
                                         int& status);
     // Values 1, 2, 3: lower limit, upper limit, coverage (not computed here).
-    static AggregationResult GetCIMedian(const KvFreqTable& freq, double level);
+    template <class FreqMap>
+    static AggregationResult GetCIMedian(const FreqMap& freq, double level);
     // Among equally frequent values GetMode answers the smallest and
     // GetModeUpper the largest.
-    static double GetMode(const KvFreqTable& freq);
-    static double GetModeUpper(const KvFreqTable& freq);
-
-private:
-    // Where the downward walk of a percentile stopped.
-    struct PtileWalk {
-        KvFreqTable::const_iterator current;
-        double cumBelow;    // weight of all values below `current`
-        bool atSmallest;    // stopped on the smallest value
-        bool noStep;        // the target lies at or above the total weight
-        bool metExactly;    // the target equals cumBelow within the tolerance
-    };
-    static PtileWalk Walk(const KvFreqTable& freq, double target, double total);
-    static double TotalWeight(const KvFreqTable& freq);
+    template <class FreqMap>
+    static double GetMode(const FreqMap& freq);
+    template <class FreqMap>
+    static double GetModeUpper(const FreqMap& freq);
 };
 
 // Reads KVGRID_MEDIAN_CI_OPT once per process (later calls do nothing): the

@@ -6,120 +6,112 @@
 
 using namespace TableEncryptionCodes;
 using kvtest::Requests;
+using Fixed = CellStatistics;
 
 namespace {
 
-std::unique_ptr<CellStatistics> Categorical(const std::vector<int>& codes, bool effective = false)
-{
-    auto layout = std::make_unique<CellStatistics>(Requests(codes));
-    layout->SetEffectiveBase(effective);
-    layout->SetCategoricalStatistics();
-    return layout;
-}
-
-std::unique_ptr<CellStatistics> Scale(const std::vector<AggregationStatistic>& stats, bool effective = false)
+std::unique_ptr<CellStatistics> Layout(const std::vector<AggregationStatistic>& stats, bool categorical,
+                                       bool effective = false)
 {
     auto layout = std::make_unique<CellStatistics>(stats);
     layout->SetEffectiveBase(effective);
-    std::vector<int> vars;
-    for (const auto& s : stats) vars.push_back(s.GetVarIndex());
-    layout->SetScaleStatistics(vars);
+    if (categorical) {
+        layout->SetCategoricalStatistics();
+    } else {
+        std::vector<int> vars;
+        for (const auto& s : stats) vars.push_back(s.GetVarIndex());
+        layout->SetScaleStatistics(vars);
+    }
     return layout;
 }
 
+struct LayoutCase {
+    const char* what;
+    std::vector<AggregationStatistic> stats;
+    bool categorical;
+    bool effective;
+    int numValues;
+    std::vector<int> valueIndex;  // a prefix of the first slots, by request
+    std::vector<int> baseUpdate;  // empty: not checked
+};
+
+// Slots: the count block (3), then per request in order: maximum 1, range 2, variance 4, mean 2 (4 with
+// confidence members), range count 2, total N none in a scale layout; maps take no slots. Categorical valid N
+// and total N are fixed blocks of one slot, or three with unweighted twins or an effective base.
+const LayoutCase kLayoutCases[] = {
+    {"count only", Requests({kCount}), true, false, 3, {CellValues::kCountPos}, {kCount}},
+    {"plain mean", Requests({kMean}), false, false, 5, {3}, {kMean}},
+    {"mean with a confidence member", Requests({kMeanUCL}), false, false, 7, {3}, {kMean}},
+    {"mixed", Requests({kMaximum, kRange, kStdDev, kUSum, kUPctGE, kCountLT, kTotalN}), false, false, 16,
+     {3, 4, 6, 10, 12, 14, 16}, {kMaximum, kRange, kVariance, kUMean, kUCountLT, kCountLT, kTotalN}},
+    {"categorical valid and total N", Requests({kValidN, kTotalN}), true, false, 5, {4}, {}},
+    {"scale valid and total N", Requests({kValidN, kTotalN}), false, false, 5, {3, 5}, {}},
+    {"unweighted twins", Requests({kUValidN, kResponses}), true, false, 9, {4}, {}},
+    {"effective base", Requests({kMissingCount}), true, true, 9, {}, {}},
+    {"scale missing count", Requests({kMissingCount}), false, false, 5, {}, {}},
+};
+
 }  // namespace
 
-TEST(CellStatistics, CountOnlyLayoutIsTheCountBlock)
+TEST(CellStatistics, SlotsFollowTheRequests)
 {
-    auto layout = Categorical({kCount});
-    EXPECT_EQ(layout->GetNumValues(), 3);
-    EXPECT_EQ(layout->GetNumFixedValues(), 3);
-    EXPECT_EQ(layout->GetNumFreqTables(), 0);
-    EXPECT_TRUE(layout->GetAccumulators().empty());
-    EXPECT_EQ(layout->GetUpdateStats()[0], kCount);
-    EXPECT_EQ(layout->GetValueIndex()[0], CellValues::kCountPos);
-    EXPECT_EQ(layout->GetBaseCellStats()[0], -1);
-    EXPECT_FALSE(layout->IsTotalNComputed());
+    for (const LayoutCase& c : kLayoutCases) {
+        SCOPED_TRACE(c.what);
+        auto layout = Layout(c.stats, c.categorical, c.effective);
+        EXPECT_EQ(layout->GetNumValues(), c.numValues);
+        const std::vector<int>& index = layout->GetValueIndex();
+        EXPECT_EQ(std::vector<int>(index.begin(), index.begin() + c.valueIndex.size()), c.valueIndex);
+        const std::vector<int>& base = layout->GetBaseUpdateStats();
+        EXPECT_EQ(std::vector<int>(base.begin(), base.begin() + c.baseUpdate.size()), c.baseUpdate);
+    }
 }
 
-TEST(CellStatistics, MeanTakesTwoSlotsAndFourWithConfidenceMembers)
+TEST(CellStatistics, AccumulatorsAndFixedBlocks)
 {
-    auto plain = Scale(Requests({kMean}));
-    EXPECT_EQ(plain->GetNumValues(), 5);
-    EXPECT_EQ(plain->GetValueIndex()[0], 3);
-    auto upper = Scale(Requests({kMeanUCL}));
-    EXPECT_EQ(upper->GetNumValues(), 7);
+    auto count = Layout(Requests({kCount}), true);
+    EXPECT_EQ(count->GetNumFixedValues(), 3);
+    EXPECT_EQ(count->GetNumFreqTables(), 0);
+    EXPECT_TRUE(count->GetAccumulators().empty());
+    EXPECT_EQ(count->GetUpdateStats()[0], kCount);
+    EXPECT_EQ(count->GetBaseCellStats()[0], -1);
+    EXPECT_FALSE(count->IsTotalNComputed());
+
+    auto upper = Layout(Requests({kMeanUCL}), false);
     EXPECT_EQ(upper->GetUpdateStats()[0], static_cast<int>(kMean) + static_cast<int>(kConfUpper));
-    EXPECT_EQ(upper->GetBaseUpdateStats()[0], kMean);
     EXPECT_EQ(upper->GetConfTypes()[0], kConfUpper);
 
-    // Slots follow request order: max 1, range 2, variance 4, sum 2, range count 2.
-    auto mixed = Scale(Requests({kMaximum, kRange, kStdDev, kUSum, kUPctGE, kCountLT, kTotalN}));
-    const std::vector<int> first = {3, 4, 6, 10, 12, 14, 16};
-    EXPECT_EQ(mixed->GetValueIndex(), first);
-    const std::vector<int> kinds = {kMaximum, kRange, kVariance, kUMean, kUCountLT, kCountLT, kTotalN};
-    EXPECT_EQ(mixed->GetBaseUpdateStats(), kinds);
-    EXPECT_EQ(mixed->GetNumValues(), 16);
-}
-
-TEST(CellStatistics, FrequencyMapsAreSharedPerVariableAndWeighting)
-{
+    // Maps are shared per variable and weighting; another variable has a map of its own.
     std::vector<AggregationStatistic> stats = Requests({kMedian, kPtile, kUMedian, kMedianLCL});
-    stats.emplace_back(1, kMode);  // another variable: a map of its own
-    auto layout = Scale(stats);
-    const std::vector<int> update = {kMedian, 0, kUMedian, 0, kMedian};
-    EXPECT_EQ(layout->GetUpdateStats(), update);
-    const std::vector<int> maps = {0, 0, 1, 0, 2};
-    EXPECT_EQ(layout->GetFreqIndex(), maps);
-    EXPECT_EQ(layout->GetNumFreqTables(), 3);
-    EXPECT_EQ(layout->GetNumValues(), 3);  // maps take no slots
-    EXPECT_EQ(layout->GetAccumulators().size(), 3u);
-}
+    stats.emplace_back(1, kMode);
+    auto maps = Layout(stats, false);
+    EXPECT_EQ(maps->GetUpdateStats(), (std::vector<int>{kMedian, 0, kUMedian, 0, kMedian}));
+    EXPECT_EQ(maps->GetFreqIndex(), (std::vector<int>{0, 0, 1, 0, 2}));
+    EXPECT_EQ(maps->GetNumFreqTables(), 3);
+    EXPECT_EQ(maps->GetNumValues(), 3);
+    EXPECT_EQ(maps->GetAccumulators().size(), 3u);
 
-TEST(CellStatistics, ValidNIsFixedInCategoricalLayoutsOnly)
-{
-    auto cat = Categorical({kValidN, kTotalN});
-    EXPECT_TRUE(cat->IsFixedStat(CellStatistics::kFixedValidN));
-    EXPECT_TRUE(cat->IsFixedStat(CellStatistics::kFixedTotalN));
-    EXPECT_EQ(cat->GetFixedPos(CellStatistics::kFixedTotalN), 3);  // blocks of one slot
-    EXPECT_EQ(cat->GetFixedPos(CellStatistics::kFixedValidN), 4);
-    EXPECT_EQ(cat->GetValueIndex()[0], 4);
-    EXPECT_EQ(cat->GetNumValues(), 5);
+    auto holes = Layout(Requests({kNoStatistic, kResponsesPct0UCL, kMean}), false);  // no accumulator
+    EXPECT_EQ(holes->GetUpdateStats()[0], 0);
+    EXPECT_EQ(holes->GetUpdateStats()[1], 0);
+    EXPECT_EQ(holes->GetValueIndex()[2], 3);
+
+    auto cat = Layout(Requests({kValidN, kTotalN}), true);
+    EXPECT_TRUE(cat->IsFixedStat(Fixed::kFixedValidN));
+    EXPECT_TRUE(cat->IsFixedStat(Fixed::kFixedTotalN));
+    EXPECT_EQ(cat->GetFixedPos(Fixed::kFixedTotalN), 3);
+    EXPECT_EQ(cat->GetFixedPos(Fixed::kFixedValidN), 4);
     EXPECT_TRUE(cat->IsTotalNComputed());
+    EXPECT_FALSE(Layout(Requests({kValidN, kTotalN}), false)->IsFixedStat(Fixed::kFixedValidN));
 
-    auto scale = Scale(Requests({kValidN, kTotalN}));
-    EXPECT_FALSE(scale->IsFixedStat(CellStatistics::kFixedValidN));
-    EXPECT_EQ(scale->GetValueIndex()[0], 3);
-    EXPECT_EQ(scale->GetNumValues(), 5);  // two own slots; total N takes none
-    EXPECT_EQ(scale->GetValueIndex()[1], 5);
-}
-
-TEST(CellStatistics, UnweightedTwinsAndEffectiveBaseWidenTheBlocks)
-{
-    auto unweighted = Categorical({kUValidN, kResponses});
-    EXPECT_TRUE(unweighted->IsKeepUnweighted());
-    EXPECT_EQ(unweighted->GetFixedBlockSize(), 3);
-    EXPECT_EQ(unweighted->GetFixedPos(CellStatistics::kFixedValidN), 3);
-    EXPECT_EQ(unweighted->GetFixedPos(CellStatistics::kFixedResponses), 6);
-    EXPECT_EQ(unweighted->GetValueIndex()[0], 4);  // the unweighted slot of the block
-    EXPECT_EQ(unweighted->GetNumValues(), 9);
-
-    auto effective = Categorical({kMissingCount}, true);
+    auto twins = Layout(Requests({kUValidN, kResponses}), true);
+    EXPECT_TRUE(twins->IsKeepUnweighted());
+    EXPECT_EQ(twins->GetFixedBlockSize(), 3);
+    EXPECT_EQ(twins->GetFixedPos(Fixed::kFixedValidN), 3);
+    EXPECT_EQ(twins->GetFixedPos(Fixed::kFixedResponses), 6);
+    auto effective = Layout(Requests({kMissingCount}), true, true);
     EXPECT_EQ(effective->GetFixedBlockSize(), 3);
-    EXPECT_EQ(effective->GetNumValues(), 9);
     EXPECT_TRUE(effective->IsTotalNComputed());
-
-    auto scaleMissing = Scale(Requests({kMissingCount}));
-    EXPECT_FALSE(scaleMissing->IsTotalNComputed());
-    EXPECT_EQ(scaleMissing->GetNumValues(), 5);
-}
-
-TEST(CellStatistics, UnknownAndHoleCodesGetNoAccumulator)
-{
-    auto layout = Scale(Requests({kNoStatistic, kResponsesPct0UCL, kMean}));
-    EXPECT_EQ(layout->GetUpdateStats()[0], 0);
-    EXPECT_EQ(layout->GetUpdateStats()[1], 0);
-    EXPECT_EQ(layout->GetValueIndex()[2], 3);
+    EXPECT_FALSE(Layout(Requests({kMissingCount}), false)->IsTotalNComputed());
 }
 
 TEST(CellStatistics, IndexOfARequest)
@@ -138,35 +130,28 @@ TEST(CellStatistics, IndexOfARequest)
 
 TEST(CellStatistics, BaseRequestsOfAPercentageType)
 {
+    // Another variable or another code: another base request; another set of responses: the same one; a type-1
+    // percentage and a mean: none for type 0.
+    const std::pair<int, StatisticCodes> requests[] = {
+        {0, kCountPct0},          {1, kCountPct0},          {0, kCountPct0LCL}, {2, kResponsesPct0}, {3, kResponsesPct0},
+        {2, kCountResponsesPct0}, {2, kResponsesCountPct0}, {0, kCountPct1},    {0, kMean}};
     std::vector<AggregationStatistic> stats;
-    stats.emplace_back(0, kCountPct0);
-    stats.emplace_back(1, kCountPct0);       // another variable: another base request
-    stats.emplace_back(0, kCountPct0LCL);    // another code: another base request
-    stats.emplace_back(2, kResponsesPct0);
-    stats.emplace_back(3, kResponsesPct0);   // another set: the same base request
-    stats.emplace_back(2, kCountResponsesPct0);
-    stats.emplace_back(2, kResponsesCountPct0);
-    stats.emplace_back(0, kCountPct1);       // type 1: not collected for type 0
-    stats.emplace_back(0, kMean);
+    for (const auto& [var, code] : requests) stats.emplace_back(var, code);
     CellStatistics layout(stats);
     layout.SetCategoricalStatistics();
-
     std::vector<AggregationStatistic> base;
     std::vector<int> baseVars;
     layout.GetBaseStats(base, baseVars, 0, 2);
     ASSERT_EQ(base.size(), 5u);
-    EXPECT_EQ(base[0].GetSummaryStatistic(), kCountPct0);
-    EXPECT_EQ(base[1].GetVarIndex(), 1);
-    EXPECT_EQ(base[2].GetSummaryStatistic(), kCountPct0LCL);
-    EXPECT_EQ(base[3].GetSummaryStatistic(), kResponses);
-    EXPECT_EQ(base[3].GetVarIndex(), 2);
-    EXPECT_EQ(base[4].GetSummaryStatistic(), kCount);
+    const int codes[] = {kCountPct0, kCountPct0, kCountPct0LCL, kResponses, kCount};
+    const int vars[] = {0, 1, 0, 2, 2};
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(base[i].GetSummaryStatistic(), codes[i]) << i;
+        EXPECT_EQ(base[i].GetVarIndex(), vars[i]) << i;
+    }
     EXPECT_EQ(baseVars.size(), base.size());
-    const std::vector<int> index = {0, 1, 2, 3, 3, 3, 4, -1, -1};
-    EXPECT_EQ(layout.GetBaseIndex(), index);
-    const std::vector<int> number = {2, 2, 2, 2, 2, 2, 2, -1, -1};
-    EXPECT_EQ(layout.GetBaseCellStats(), number);
-
+    EXPECT_EQ(layout.GetBaseIndex(), (std::vector<int>{0, 1, 2, 3, 3, 3, 4, -1, -1}));
+    EXPECT_EQ(layout.GetBaseCellStats(), (std::vector<int>{2, 2, 2, 2, 2, 2, 2, -1, -1}));
     std::vector<AggregationStatistic> base1;
     layout.GetBaseStats(base1, baseVars, 1, 0);
     ASSERT_EQ(base1.size(), 1u);

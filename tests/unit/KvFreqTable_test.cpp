@@ -1,10 +1,9 @@
-// The value-frequency table: ascending order whatever the arrival order,
-// order rebuilt only when a new value arrives, weights read live, and the
-// same answers from a table that has been read and then fed again.
+// The value-frequency table: ascending order whatever the arrival order, order rebuilt only when a new value
+// arrives, weights read live, and the same answers from a table that has been read and then fed again.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <map>
 #include <random>
@@ -14,12 +13,11 @@
 
 namespace {
 
-std::vector<std::pair<double, double>> Items(const KvFreqTable& t)
-{
-    std::vector<std::pair<double, double>> out;
-    for (const auto& e : t) out.push_back(e);
-    return out;
-}
+using Items = std::vector<KvFreqTable::Entry>;
+
+Items ItemsOf(const KvFreqTable& t) { return Items(t.begin(), t.end()); }
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
@@ -27,13 +25,10 @@ TEST(KvFreqTable, AscendingOrderSummedWeightsAndOneZero)
 {
     KvFreqTable t;
     for (double x : {3.0, -1.0, 2.5, 3.0, 0.0, -0.0, 1e300, -1e300}) t[x] += 1.0;
-    const std::vector<std::pair<double, double>> want = {
-        {-1e300, 1.0}, {-1.0, 1.0}, {0.0, 2.0}, {2.5, 1.0}, {3.0, 2.0}, {1e300, 1.0}};
-    EXPECT_EQ(Items(t), want);
+    EXPECT_EQ(ItemsOf(t), (Items{{-1e300, 1.0}, {-1.0, 1.0}, {0.0, 2.0}, {2.5, 1.0}, {3.0, 2.0}, {1e300, 1.0}}));
     EXPECT_EQ(t.size(), 6u);
     EXPECT_FALSE(std::signbit(std::next(t.begin(), 2)->first));  // stored as +0.0
     EXPECT_EQ(t.rbegin()->first, 1e300);
-    EXPECT_EQ(std::prev(t.end())->second, 1.0);
     EXPECT_EQ(t.WeightOf(-0.0), 2.0);
     EXPECT_EQ(t.WeightOf(7.0), 0.0);
 }
@@ -42,44 +37,39 @@ TEST(KvFreqTable, OrderFollowsNewValuesAndWeightsStayLive)
 {
     KvFreqTable t{{5.0, 1.0}, {1.0, 2.0}};
     EXPECT_EQ(t.begin()->first, 1.0);
-    t[1.0] += 3.0;                      // no new value: the order stands, the weight is live
+    t[1.0] += 3.0;  // no new value: the order stands, the weight is live
     EXPECT_EQ(t.begin()->second, 5.0);
-    t[0.5] += 1.0;                      // a new value: the order is rebuilt
-    EXPECT_EQ(t.begin()->first, 0.5);
-    EXPECT_EQ(Items(t).size(), 3u);
+    t[0.5] += 1.0;  // a new value: the order is rebuilt
+    EXPECT_EQ(ItemsOf(t), (Items{{0.5, 1.0}, {1.0, 5.0}, {5.0, 1.0}}));
     t.clear();
     EXPECT_TRUE(t.empty());
     EXPECT_EQ(t.begin(), t.end());
     t[2.0] += 1.0;
-    EXPECT_EQ(Items(t), (std::vector<std::pair<double, double>>{{2.0, 1.0}}));
+    EXPECT_EQ(ItemsOf(t), (Items{{2.0, 1.0}}));
 }
 
+// 20,000 distinct values, each seen three times in a shuffled stream, all through the hash table.
 TEST(KvFreqTable, ManyValuesInRandomOrder)
 {
-    // 20,000 distinct values, each seen three times in a shuffled stream.
     std::vector<double> stream;
-    for (int i = 0; i < 20000; ++i)
-        for (int k = 0; k < 3; ++k) stream.push_back(i * 0.25 - 1000.0);
+    for (int i = 0; i < 60000; ++i) stream.push_back((i % 20000) * 0.25 - 1000.0);
     std::mt19937 rng(7);
     std::shuffle(stream.begin(), stream.end(), rng);
     KvFreqTable t;
     for (double x : stream) t[x] += 0.5;
     ASSERT_EQ(t.size(), 20000u);
-    double previous = -std::numeric_limits<double>::infinity();
     for (const auto& e : t) {
-        ASSERT_GT(e.first, previous);
+        ASSERT_EQ(e.first, (&e - t.begin()) * 0.25 - 1000.0);
         ASSERT_EQ(e.second, 1.5);
-        previous = e.first;
     }
 }
 
 TEST(KvFreqTable, NaNIsKeptOnceAndLast)
 {
     KvFreqTable t;
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    t[nan] += 1.0;
+    t[kNaN] += 1.0;
     t[2.0] += 1.0;
-    t[-nan] += 1.0;                     // any NaN is the one NaN
+    t[-kNaN] += 1.0;  // any NaN is the one NaN
     ASSERT_EQ(t.size(), 2u);
     EXPECT_EQ(t.begin()->first, 2.0);
     EXPECT_TRUE(std::isnan(t.rbegin()->first));
@@ -90,22 +80,23 @@ TEST(KvFreqTable, ReadThenFedAgainAndCopied)
 {
     KvFreqTable t;
     for (int i = 0; i < 1000; ++i) t[(i * 37) % 1000] += 1.0;
-    EXPECT_EQ(t.begin()->first, 0.0);   // read: the table is now in order
-    t[500.0] += 2.0;                    // a known value after the read
-    t[std::numeric_limits<double>::quiet_NaN()] += 4.0;
+    EXPECT_EQ(t.begin()->first, 0.0);  // read: the table is now in order
+    t[500.0] += 2.0;                   // a known value after the read
+    t[kNaN] += 4.0;
     EXPECT_EQ(t.WeightOf(500.0), 3.0);
-    t[-1.0] += 1.0;                     // a new value after the read
+    t[-1.0] += 1.0;  // a new value after the read
     EXPECT_EQ(t.WeightOf(500.0), 3.0);
     EXPECT_EQ(t.WeightOf(999.0), 1.0);
     EXPECT_EQ(t.WeightOf(1000.0), 0.0);
     ASSERT_EQ(t.size(), 1002u);
     const KvFreqTable copy = t;
     KvFreqTable moved = KvFreqTable(copy);
-    for (const KvFreqTable* table : {static_cast<const KvFreqTable*>(&t), &copy, static_cast<const KvFreqTable*>(&moved)}) {
-        const std::vector<std::pair<double, double>> items = Items(*table);
+    const KvFreqTable* const tables[] = {&t, &copy, &moved};
+    for (const KvFreqTable* table : tables) {
+        const Items items = ItemsOf(*table);
         ASSERT_EQ(items.size(), 1002u);
-        EXPECT_EQ(items.front(), (std::pair<double, double>(-1.0, 1.0)));
-        EXPECT_EQ(items[501], (std::pair<double, double>(500.0, 3.0)));
+        EXPECT_EQ(items.front(), KvFreqTable::Entry(-1.0, 1.0));
+        EXPECT_EQ(items[501], KvFreqTable::Entry(500.0, 3.0));
         EXPECT_TRUE(std::isnan(items.back().first));
         EXPECT_EQ(items.back().second, 4.0);
     }
@@ -117,9 +108,9 @@ TEST(KvFreqTable, ReadThenFedAgainAndCopied)
     EXPECT_EQ(emptied.size(), 1002u);
 }
 
-// Past the hash limit the table keeps a sorted run and merges arrivals in
-// batches. Against a tree map summed case by case, every weight must be the
-// same bits: repeats are summed in arrival order whichever state the table is in.
+// Past the hash limit the table keeps a sorted run and merges arrivals in batches. Against a tree map summed
+// case by case, every weight must be the same bits: repeats are summed in arrival order whichever state the
+// table is in.
 TEST(KvFreqTable, LargeTablesSumInArrivalOrderThroughEveryState)
 {
     std::mt19937_64 rng(11);
@@ -133,10 +124,9 @@ TEST(KvFreqTable, LargeTablesSumInArrivalOrderThroughEveryState)
         want[x + 0.0] += w;
     };
     for (int i = 0; i < 300000; ++i) {
-        // Most values new, a fifth drawn from a small pool so that repeats
-        // meet in the run, in the pending cases and across both.
-        const double x = (i % 5 == 0) ? (i % 997) * 0.01 : cents(rng) * 0.01;
-        add(x, weight(rng));
+        // Most values new, a fifth drawn from a small pool so that repeats meet in the run, in the pending
+        // cases and across both.
+        add((i % 5 == 0) ? (i % 997) * 0.01 : cents(rng) * 0.01, weight(rng));
         if (i == 120000) {
             EXPECT_GT(t.size(), KvFreqTable::kHashLimit);  // a read in the middle of the stream
             add(-0.0, 1.0);
@@ -144,17 +134,10 @@ TEST(KvFreqTable, LargeTablesSumInArrivalOrderThroughEveryState)
             add(-inf, 0.5);
         }
     }
-    ASSERT_EQ(t.size(), want.size());
-    auto expected = want.begin();
-    for (const auto& e : t) {
-        ASSERT_EQ(e.first, expected->first);
-        ASSERT_EQ(e.second, expected->second) << "value " << e.first;
-        ++expected;
-    }
+    EXPECT_EQ(ItemsOf(t), Items(want.begin(), want.end()));
     EXPECT_EQ(t.WeightOf(9.96), want[9.96]);
     EXPECT_FALSE(std::signbit(t.WeightOf(0.0)));
     EXPECT_EQ(t.begin()->first, -inf);
-    EXPECT_EQ(t.rbegin()->first, inf);
     t.clear();
     EXPECT_TRUE(t.empty());
     t.Add(1.0, 1.0);
