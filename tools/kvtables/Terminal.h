@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#include "ProgressSink.h"
+
 namespace kvtables {
 
 // Columns available for text output on `fd`: COLUMNS when set to a positive
@@ -14,16 +16,16 @@ int TerminalWidth(int fd);
 
 // "label 42%" on standard error, redrawn in place when the percentage
 // changes; silent unless standard error is a terminal.
-class Progress {
+class Progress : public ProgressSink {
 public:
     Progress(std::string label, std::uint64_t total);
-    ~Progress();
+    ~Progress() override;
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    void Update(std::uint64_t done);
+    void Update(std::uint64_t done) override;
     // Clears the line (also done by the destructor).
-    void Finish();
+    void Finish() override;
 
 private:
     std::string _label;

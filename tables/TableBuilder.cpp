@@ -1,0 +1,319 @@
+#include "TableBuilder.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <cstring>
+
+#include "AggregationCube.h"
+#include "AggregationMCSet.h"
+#include "AggregationMDSet.h"
+#include "AggregationStatistic.h"
+#include "CellStatistics.h"
+#include "CsvLoader.h"
+#include "CubeAggregator.h"
+#include "HostError.h"
+#include "TableDimension.h"
+#include "UserError.h"
+
+namespace kvtables {
+
+namespace {
+
+namespace TEC = TableEncryptionCodes;
+
+AggregationStatistic MakeStatistic(const StatisticRequest& s, int varIndex)
+{
+    AggregationStatistic stat(varIndex, static_cast<TEC::StatisticCodes>(s.code));
+    if (s.cut) stat.SetPTileCutPoint(*s.cut);
+    if (s.lower) stat.SetLowerLimit(*s.lower);
+    if (s.upper) stat.SetUpperLimit(*s.upper);
+    if (s.level) stat.SetCIMedian(*s.level);
+    return stat;
+}
+
+bool SameRequest(const StatisticRequest& a, const StatisticRequest& b)
+{
+    return a.code == b.code && a.cut == b.cut && a.lower == b.lower && a.upper == b.upper && a.level == b.level;
+}
+
+}  // namespace
+
+std::vector<OBS> MakeValue(const Literal& v, int width)
+{
+    std::vector<OBS> words(static_cast<size_t>(ObsWords(width)));
+    if (width <= 0) {
+        words[0].num = v.number;
+        return words;
+    }
+    char* bytes = words[0].str;
+    std::memset(bytes, ' ', words.size() * sizeof(OBS));
+    std::memcpy(bytes, v.text.data(), std::min(v.text.size(), static_cast<size_t>(width)));
+    return words;
+}
+
+TableBuilder::TableBuilder(const Request& request, VESK_InputCaseIterator& cases)
+    : _request(request), _cases(cases), _source(cases.GetDataSource())
+{
+    _table = std::make_unique<AggregationTable>(_cases, _request.weightIndex >= 0,
+                                                _request.missing != MissingMode::Listwise, _request.weightIndex);
+    _table->SetCLabelOption(_request.labelOption);
+    _builds.resize(_request.tables.size());
+    for (size_t i = 0; i < _request.tables.size(); ++i) {
+        _builds[i].request = &_request.tables[i];
+        BuildCube(_builds[i]);
+    }
+    for (TableBuild& b : _builds) SetSorting(b);
+}
+
+AggregationVariable* TableBuilder::Describe(TableBuild& build, const AxisEntry& entry)
+{
+    const CategoryOptions& options = build.request->CategoriesOf(entry.name);
+    std::unique_ptr<AggregationVariable> desc;
+    if (!entry.IsSet()) {
+        desc = std::make_unique<AggregationVariable>(entry.varIndex, entry.name);
+        desc->SetLabel(_source.GetVariable(entry.varIndex)->GetLabel());
+    } else {
+        const SetDef& set = _request.sets[static_cast<size_t>(entry.setIndex)];
+        if (set.type == SetType::Categories) {
+            auto mc = std::make_unique<AggregationMCSet>(set.indices, set.name);
+            mc->SetUserMissingVariable(set.missingVariableIndex);
+            desc = std::move(mc);
+        } else {
+            const int width = set.valueType > 0 ? set.valueType : 0;
+            _counted.push_back(std::make_unique<std::vector<OBS>>(MakeValue(set.countedValue, width)));
+            desc = std::make_unique<AggregationMDSet>(set.indices, set.name, _counted.back()->data(), width,
+                                                      set.labelSource == LabelSource::CountedValueLabel);
+        }
+        desc->SetLabel(set.label);
+    }
+    desc->SetIsOrderA(options.ascending);
+    switch (options.sortBy) {
+    case SortBy::Value: desc->SetSortKey(TEC::kValueSort); break;
+    case SortBy::Label: desc->SetSortKey(TEC::kLabelSort); break;
+    case SortBy::None: desc->SetSortKey(TEC::kNoSort); break;
+    case SortBy::Statistic:
+        desc->SetSortKey(TEC::kStatisticSort);
+        desc->SetSortInfo(static_cast<TEC::StatisticCodes>(options.sortStatistic),
+                          stats::NeedsSummary(options.sortStatistic) ? build.request->summaryIndex : entry.varIndex);
+        break;
+    }
+    desc->SetIsTotalNo(!options.total);
+    desc->SetTotalLabel(options.totalLabel);
+    desc->SetIsTotalLabelDefault(options.totalLabelDefault);
+    desc->SetIsTotalPositionAfter(options.totalAfter);
+    desc->SetIsEmptyInclude(options.emptyInclude);
+    desc->SetIsMissingExclude(options.missingExclude);
+    SetItems(*desc, entry, options);
+    build.descriptions.push_back(std::move(desc));
+    return build.descriptions.back().get();
+}
+
+void TableBuilder::SetItems(AggregationVariable& desc, const AxisEntry& entry, const CategoryOptions& options)
+{
+    if (options.items.empty()) return;
+    int width = 0;
+    if (entry.IsSet()) width = std::max(0, _request.sets[static_cast<size_t>(entry.setIndex)].valueType);
+    else width = _source.GetVariable(entry.varIndex)->GetType();
+    std::vector<ParsedCategory*> list;
+    int nextSubtotal = TEC::kMaxSubtotal;  // unique per variable: -101, -102, ...
+    for (const CategoryItem& item : options.items) {
+        std::unique_ptr<ParsedCategory> p;
+        switch (item.kind) {
+        case ItemKind::Value: {
+            auto v = MakeValue(item.value, width);
+            p = std::make_unique<ParsedCategory>(v[0], width);
+            break;
+        }
+        case ItemKind::Range: {
+            if (item.openLow && item.openHigh) {
+                p = std::make_unique<ParsedCategory>(ParsedCategory::kLoHiRange);
+            } else if (item.openLow) {
+                auto hi = MakeValue(item.high, width);
+                p = std::make_unique<ParsedCategory>(hi[0], width, ParsedCategory::kLoRange);
+            } else if (item.openHigh) {
+                auto lo = MakeValue(item.value, width);
+                p = std::make_unique<ParsedCategory>(lo[0], width, ParsedCategory::kHiRange);
+            } else {
+                auto lo = MakeValue(item.value, width);
+                auto hi = MakeValue(item.high, width);
+                p = std::make_unique<ParsedCategory>(lo[0], hi[0], width);
+            }
+            break;
+        }
+        case ItemKind::Missing: p = std::make_unique<ParsedCategory>(ParsedCategory::kMissing); break;
+        case ItemKind::Other: p = std::make_unique<ParsedCategory>(ParsedCategory::kOtherNM); break;
+        case ItemKind::Subtotal:
+        case ItemKind::HiddenSubtotal:
+            p = std::make_unique<ParsedCategory>(item.label, item.label.empty(), nextSubtotal--,
+                                                 item.kind == ItemKind::Subtotal);
+            break;
+        case ItemKind::Variable:
+            p = std::make_unique<ParsedCategory>(ParsedCategory::kVariable);
+            p->SetVarIndex(item.varIndex);
+            break;
+        }
+        list.push_back(p.get());
+        _parsed.push_back(std::move(p));
+    }
+
+    // The engine finds a value's subtotal through the item that holds the
+    // value, so each item carries the encoding of the subtotal that adds it
+    // up: the next subtotal written after it when the total comes after, the
+    // nearest one before it when the total comes before (the engine places and
+    // hides subtotal categories by the same rule).
+    int covering = 0;
+    auto cover = [&covering](ParsedCategory* item) {
+        ParsedCategory::ParsedCatType type = item->GetCatType();
+        if (type == ParsedCategory::kSubtotal || type == ParsedCategory::kHSubtotal) covering = item->GetSubtotalEncoding();
+        else item->SetSubtotalEncoding(covering);
+    };
+    if (options.totalAfter) std::for_each(list.rbegin(), list.rend(), cover);
+    else std::for_each(list.begin(), list.end(), cover);
+    desc.SetParsedCategories(list);
+}
+
+void TableBuilder::BuildCube(TableBuild& build)
+{
+    const TableRequest& t = *build.request;
+    for (const AxisEntry& e : t.rows) build.rowEntries.push_back(&e), build.rows.push_back(Describe(build, e));
+    for (const AxisEntry& e : t.columns) build.columnEntries.push_back(&e), build.columns.push_back(Describe(build, e));
+    for (const AxisEntry& e : t.layers) build.layerEntries.push_back(&e), build.layers.push_back(Describe(build, e));
+    const std::vector<const AxisEntry*> entries = t.AllEntries();
+    for (size_t i = 0; i < entries.size(); ++i)
+        if (entries[i]->name == t.statisticsVariable) build.statisticsVariable = build.descriptions[i].get();
+
+    build.cube = _table->CreateCube();
+    for (AggregationVariable* v : build.rows) build.cube->AddCategoricalVariable(v, TEC::kRow);
+    for (AggregationVariable* v : build.columns) build.cube->AddCategoricalVariable(v, TEC::kColumn);
+    for (AggregationVariable* v : build.layers) build.cube->AddCategoricalVariable(v, TEC::kLayer);
+    build.cube->CreateCubeAggregator();
+    SetStatistics(build);
+
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (!entries[i]->IsSet()) continue;
+        const SetDef& set = _request.sets[static_cast<size_t>(entries[i]->setIndex)];
+        if (set.type == SetType::Categories && set.countDuplicates)
+            build.descriptions[i]->GetTableDimension()->SetComputingCounts(true);
+    }
+}
+
+void TableBuilder::SetStatistics(TableBuild& build)
+{
+    const TableRequest& t = *build.request;
+    build.shown = t.statistics;
+    for (const StatisticRequest& s : t.totalStatistics) {
+        if (std::none_of(build.shown.begin(), build.shown.end(),
+                         [&](const StatisticRequest& x) { return SameRequest(x, s); }))
+            build.shown.push_back(s);
+    }
+    auto indexOf = [&](const StatisticRequest& s) {
+        for (size_t i = 0; i < build.shown.size(); ++i)
+            if (SameRequest(build.shown[i], s)) return static_cast<int>(i);
+        return -1;
+    };
+
+    build.scale = t.summaryIndex >= 0;
+    auto listed = [](const std::vector<StatisticRequest>& list, const StatisticRequest& s) {
+        return std::any_of(list.begin(), list.end(), [&](const StatisticRequest& x) { return SameRequest(x, s); });
+    };
+    std::vector<AggregationStatistic> stats;
+    if (build.scale) {
+        // Scale cubes know no separate statistics for totals: the cube
+        // computes every statistic shown anywhere, and reading picks the
+        // totals' list on total and subtotal cells.
+        const bool separate = !t.totalStatistics.empty();
+        for (size_t i = 0; i < build.shown.size(); ++i) {
+            stats.push_back(MakeStatistic(build.shown[i], t.summaryIndex));
+            const int shownIndex = static_cast<int>(i);
+            build.cellStats.push_back(!separate || listed(t.statistics, build.shown[i]) ? shownIndex : -1);
+            build.totalStats.push_back(!separate || listed(t.totalStatistics, build.shown[i]) ? shownIndex : -1);
+        }
+        // The engine deletes listwise within a cube, over the variables of
+        // the cube's statistics. The request means every summary variable of
+        // the request, so each summary table also asks (without showing it)
+        // for the valid N of the others.
+        if (_request.missing == MissingMode::Listwise) {
+            std::vector<int> others;
+            for (const TableRequest& o : _request.tables)
+                if (o.summaryIndex >= 0 && o.summaryIndex != t.summaryIndex &&
+                    std::find(others.begin(), others.end(), o.summaryIndex) == others.end())
+                    others.push_back(o.summaryIndex);
+            for (int v : others) {
+                stats.emplace_back(v, TEC::kValidN);
+                build.cellStats.push_back(-1);
+                build.totalStats.push_back(-1);
+            }
+        }
+        build.cube->AddScaleStatistics(stats);
+    } else {
+        for (const StatisticRequest& s : t.statistics) {
+            stats.push_back(MakeStatistic(s, -1));
+            build.cellStats.push_back(indexOf(s));
+        }
+        if (t.totalStatistics.empty()) {
+            build.cube->AddCategoryStatistics(stats, build.statisticsVariable);
+        } else {
+            std::vector<AggregationStatistic> totals;
+            for (const StatisticRequest& s : t.totalStatistics) totals.push_back(MakeStatistic(s, -1));
+            build.cube->AddCategoryAndTotalStatistics(stats, build.statisticsVariable, totals);
+        }
+        // The total cells' layout, read back from the engine: it may leave
+        // out total statistics that the cells compute already.
+        const CubeAggregator* agg = build.cube->GetCubeAggregator();
+        if (agg->GetTotalStats() != agg->GetCellStats()) {
+            const CellStatistics& layout = *agg->GetTotalStats();
+            for (int i = 0; i < layout.GetNumStatistics(); ++i) {
+                const AggregationStatistic& a = layout.GetStatistic(i);
+                int found = -1;
+                for (const StatisticRequest& s : t.totalStatistics)
+                    if (a.IsSame(MakeStatistic(s, -1), true)) found = indexOf(s);
+                build.totalStats.push_back(found);
+            }
+        } else {
+            build.totalStats = build.cellStats;
+        }
+    }
+    build.cube->SetCILevel(_request.ciLevel);
+}
+
+void TableBuilder::SetSorting(TableBuild& build)
+{
+    for (auto& desc : build.descriptions) {
+        if (desc->GetSortKey() != TEC::kStatisticSort) continue;
+        TableDimension* dim = desc->GetTableDimension();
+        const auto code = desc->GetSortStatistic();
+        if (stats::NeedsSummary(code))
+            dim->SetSortByScaleStats(*_table->GetTableMetaData(), AggregationStatistic(build.request->summaryIndex, code));
+        else
+            dim->SetSortByDimensionStats(*_table->GetTableMetaData(), nullptr, AggregationStatistic(code));
+    }
+}
+
+long long TableBuilder::Feed(ProgressSink* progress)
+{
+    long long skipped = 0;
+    const int w = _request.weightIndex;
+    const VESK_Variable* weight = w >= 0 ? _source.GetVariable(w) : nullptr;
+    const auto* csv = dynamic_cast<const CsvCaseIterator*>(&_cases);
+    unsigned long long n = 0;
+    try {
+        while (_cases.Next()) {
+            if (weight) {
+                const OBS* v = _cases.GetValue(w);
+                if (v->num == -DBL_MAX || weight->IsMissing(v) || !(v->num > 0.0)) {
+                    ++skipped;
+                    continue;
+                }
+            }
+            _table->AddNewCase();
+            if (progress && csv && (++n & 0xfff) == 0) progress->Update(static_cast<std::uint64_t>(csv->GetLine()));
+        }
+    } catch (const HostError& e) {
+        throw UserError(e.what());
+    }
+    if (progress) progress->Finish();
+    _table->CompleteCases();
+    return skipped;
+}
+
+}  // namespace kvtables

@@ -1,0 +1,78 @@
+// The engine side of a request: one engine table for the whole request, with
+// one cube per TableRequest, built in the library's calling order (table,
+// descriptions with their category lists, cubes and their aggregators,
+// statistics, confidence level, sorting by statistics), then fed every case
+// whose weight is valid in a single pass. TableReader reads the results back.
+//
+// Each table gets descriptions of its own, even for a variable that another
+// table uses too: category options belong to a table, and the engine shares
+// a dimension only between uses of the same description.
+#ifndef KVTABLES_TABLEBUILDER_H
+#define KVTABLES_TABLEBUILDER_H
+
+#include <memory>
+#include <vector>
+
+#include "AggregationTable.h"
+#include "AggregationVariable.h"
+#include "ParsedCategory.h"
+#include "ProgressSink.h"
+#include "Request.h"
+#include "VESK_InputCaseIterator.h"
+
+namespace kvtables {
+
+// What one table request became in the engine.
+struct TableBuild {
+    const TableRequest* request = nullptr;
+    AggregationCube* cube = nullptr;
+    // One description per axis entry, rows then columns then layers.
+    std::vector<std::unique_ptr<AggregationVariable>> descriptions;
+    std::vector<AggregationVariable*> rows, columns, layers;
+    std::vector<const AxisEntry*> rowEntries, columnEntries, layerEntries;
+    AggregationVariable* statisticsVariable = nullptr;
+    std::vector<StatisticRequest> shown;     // statistics then the extra total statistics
+    std::vector<int> cellStats, totalStats;  // indices into `shown` in the engine's order; -1: not shown
+    bool scale = false;
+};
+
+class TableBuilder {
+public:
+    // `request` must be validated against `cases`' data source; both must
+    // outlive the builder.
+    TableBuilder(const Request& request, VESK_InputCaseIterator& cases);
+    TableBuilder(const TableBuilder&) = delete;
+    TableBuilder& operator=(const TableBuilder&) = delete;
+
+    // Reads every case and completes the tables; returns the number of cases
+    // left out for a missing, zero or negative weight. Throws UserError when
+    // the data turn out to be malformed while they are read.
+    long long Feed(ProgressSink* progress);
+
+    const Request& GetRequest() const { return _request; }
+    VESK_DataSource& GetDataSource() const { return _source; }
+    const std::vector<TableBuild>& Builds() const { return _builds; }
+
+private:
+    AggregationVariable* Describe(TableBuild& build, const AxisEntry& entry);
+    void SetItems(AggregationVariable& desc, const AxisEntry& entry, const CategoryOptions& options);
+    void BuildCube(TableBuild& build);
+    void SetStatistics(TableBuild& build);
+    void SetSorting(TableBuild& build);
+
+    const Request& _request;
+    VESK_InputCaseIterator& _cases;
+    VESK_DataSource& _source;
+    std::unique_ptr<AggregationTable> _table;
+    std::vector<std::unique_ptr<ParsedCategory>> _parsed;     // alive as long as the table
+    std::vector<std::unique_ptr<std::vector<OBS>>> _counted;  // counted values of dichotomy sets
+    std::vector<TableBuild> _builds;
+};
+
+// A value as the engine stores it: one word for a number, blank-padded words
+// for a string of `width` bytes.
+std::vector<OBS> MakeValue(const Literal& v, int width);
+
+}  // namespace kvtables
+
+#endif

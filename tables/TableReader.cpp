@@ -1,0 +1,311 @@
+#include "TableReader.h"
+
+#include <algorithm>
+#include <map>
+
+#include "AggregationCategory.h"
+#include "AggregationCube.h"
+#include "AggregationStatistic.h"
+#include "CellStatistics.h"
+#include "CellValues.h"
+#include "CubeAggregator.h"
+#include "CubeMetadata.h"
+#include "StatValues.h"
+#include "TableDimension.h"
+#include "VESK_ValueLabelMap.h"
+
+namespace kvtables {
+
+namespace {
+
+namespace TEC = TableEncryptionCodes;
+
+std::string TrimRight(std::string s)
+{
+    while (!s.empty() && (s.back() == ' ' || s.back() == '\0')) s.pop_back();
+    return s;
+}
+
+// The percentage base type (0 to 6) of a percentage whose base is a group of
+// cells, or -1 (counts, summary statistics, within-cell percentages).
+int PercentBaseType(int code)
+{
+    const std::string name = AggregationStatistic::GetStatisticName(code);
+    const size_t pos = name.find("Pct");
+    if (pos == std::string::npos || pos == 0 || pos + 3 >= name.size()) return -1;
+    const char digit = name[pos + 3];
+    if (digit < '0' || digit > '6') return -1;
+    // Only the value itself, not its limits or standard error.
+    return name.size() == pos + 4 ? digit - '0' : -1;
+}
+
+// Odometer over a list of category counts, outermost first.
+bool Advance(std::vector<size_t>& at, const std::vector<size_t>& sizes)
+{
+    for (size_t i = at.size(); i-- > 0;) {
+        if (++at[i] < sizes[i]) return true;
+        at[i] = 0;
+    }
+    return false;
+}
+
+std::vector<std::vector<int>> Combinations(const std::vector<size_t>& sizes)
+{
+    std::vector<std::vector<int>> out;
+    for (size_t s : sizes)
+        if (s == 0) return out;
+    std::vector<size_t> at(sizes.size(), 0);
+    do {
+        out.emplace_back(at.begin(), at.end());
+    } while (Advance(at, sizes));
+    return out;
+}
+
+
+class Reader {
+public:
+    Reader(const TableBuilder& builder, const TableBuild& build)
+        : _request(builder.GetRequest()), _source(builder.GetDataSource()), _build(build)
+    {
+    }
+
+    ResultTable Read();
+
+private:
+    ResultAxisVariable ReadAxis(AggregationVariable* desc, const AxisEntry& entry,
+                                std::vector<const AggregationCategory*>& categories);
+    bool BaseHasCases(const std::vector<const AggregationCategory*>& key, int baseType);
+
+    const Request& _request;
+    VESK_DataSource& _source;
+    const TableBuild& _build;
+    // Whether a percentage base holds cases, by base type and the categories
+    // of the dimensions the base holds: empty cells share few bases.
+    std::map<std::pair<int, std::vector<const AggregationCategory*>>, bool> _occupied;
+    std::map<int, std::vector<int>> _heldDims;  // by base type: the dimensions its bases hold
+};
+
+ResultAxisVariable Reader::ReadAxis(AggregationVariable* desc, const AxisEntry& entry,
+                                    std::vector<const AggregationCategory*>& categories)
+{
+    ResultAxisVariable axis;
+    axis.name = entry.name;
+    axis.label = desc->GetLabel();
+    int decimals = 0;
+    // Whose value labels name the categories: the variable's own, or a
+    // categories set's members' (the first member that labels a value wins).
+    std::vector<const VESK_Variable*> labelled;
+    if (!entry.IsSet()) {
+        labelled.push_back(_source.GetVariable(entry.varIndex));
+        decimals = labelled[0]->GetFormat().decimals;
+    } else {
+        const SetDef& set = _request.sets[static_cast<size_t>(entry.setIndex)];
+        if (set.type == SetType::Categories) {
+            for (int i : set.indices) labelled.push_back(_source.GetVariable(i));
+            decimals = labelled.empty() ? 0 : labelled[0]->GetFormat().decimals;
+        }
+    }
+    auto valueLabel = [&](const Literal& v) -> std::string {
+        for (const VESK_Variable* var : labelled) {
+            const std::vector<OBS> fitted = MakeValue(v, var->GetType());
+            if (const char* label = VESK_ValueLabelMap(var->GetValueLabels()).GetLabel(fitted.data())) return label;
+        }
+        return {};
+    };
+    for (const AggregationCategory* c : desc->GetTableDimension()->GetCategoryPointers()) {
+        ResultCategory rc;
+        rc.label = c->GetCatLabel();
+        switch (c->GetCatType()) {
+        case AggregationCategory::kValue:
+            if (c->GetValueType() == 0) {
+                const double v = c->GetCatValue().num;
+                rc.value = v;
+                if (rc.label.empty()) rc.label = valueLabel(Literal::Number(v));
+                if (rc.label.empty()) rc.label = FormatFixed(v, decimals);
+            } else {
+                const std::string text =
+                    TrimRight(std::string(c->GetCatValue().str, static_cast<size_t>(c->GetValueType())));
+                rc.value = text;
+                if (rc.label.empty()) rc.label = valueLabel(Literal::Text(text));
+                if (rc.label.empty()) rc.label = text;
+            }
+            break;
+        case AggregationCategory::kSubtotal:
+        case AggregationCategory::kHSubtotal: rc.kind = CategoryKind::Subtotal; break;
+        case AggregationCategory::kTotal: rc.kind = CategoryKind::Total; break;
+        case AggregationCategory::kVariable: {
+            rc.kind = CategoryKind::Variable;
+            const VESK_Variable* member = _source.GetVariable(c->GetVarIndex());
+            rc.value = std::string(member->GetName());
+            if (rc.label.empty()) rc.label = *member->GetLabel() ? member->GetLabel() : member->GetName();
+            break;
+        }
+        case AggregationCategory::kPCompute: rc.kind = CategoryKind::Computed; break;
+        case AggregationCategory::kDummy:
+            rc.kind = CategoryKind::None;
+            if (rc.label.empty()) rc.label = "None valid";
+            break;
+        }
+        axis.categories.push_back(std::move(rc));
+        categories.push_back(c);
+    }
+    return axis;
+}
+
+
+ResultTable Reader::Read()
+{
+    const TableBuild& build = _build;
+    const TableRequest& t = *build.request;
+    ResultTable out;
+    out.title = t.title;
+
+    // Categories per cube dimension (rows, columns, layers).
+    std::vector<std::vector<const AggregationCategory*>> dimCats;
+    auto readAxis = [&](const std::vector<AggregationVariable*>& vars, const std::vector<const AxisEntry*>& entries,
+                        std::vector<ResultAxisVariable>& axes) {
+        for (size_t i = 0; i < vars.size(); ++i) {
+            dimCats.emplace_back();
+            axes.push_back(ReadAxis(vars[i], *entries[i], dimCats.back()));
+        }
+    };
+    readAxis(build.rows, build.rowEntries, out.rows);
+    readAxis(build.columns, build.columnEntries, out.columns);
+    readAxis(build.layers, build.layerEntries, out.layers);
+
+    const int weightDecimals =
+        _request.weightIndex >= 0 ? _source.GetVariable(_request.weightIndex)->GetFormat().decimals : 0;
+    const int summaryDecimals = t.summaryIndex >= 0 ? _source.GetVariable(t.summaryIndex)->GetFormat().decimals : 0;
+    for (const StatisticRequest& s : build.shown) {
+        ResultStatistic rs;
+        rs.code = s.code;
+        rs.name = s.name;
+        rs.cut = s.cut;
+        rs.lower = s.lower;
+        rs.upper = s.upper;
+        rs.level = s.level;
+        rs.decimals = DisplayDecimals(s.code, weightDecimals, summaryDecimals);
+        out.statistics.push_back(rs);
+    }
+
+    auto sizesOf = [&](size_t first, size_t count) {
+        std::vector<size_t> sizes;
+        for (size_t i = first; i < first + count; ++i) sizes.push_back(dimCats[i].size());
+        return sizes;
+    };
+    const size_t nr = build.rows.size(), nc = build.columns.size(), nl = build.layers.size();
+    const auto rowCombos = Combinations(sizesOf(0, nr));
+    const auto colCombos = Combinations(sizesOf(nr, nc));
+    const auto layerCombos = Combinations(sizesOf(nr + nc, nl));
+
+    // The statistics dimension's index in the cube, for telling total cells.
+    int statsDim = -1;
+    for (size_t i = 0; i < build.descriptions.size(); ++i)
+        if (build.descriptions[i].get() == build.statisticsVariable) statsDim = static_cast<int>(i);
+
+    CubeAggregator* agg = build.cube->GetCubeAggregator();
+    std::vector<const AggregationCategory*> key(nr + nc + nl);
+    for (const auto& lc : layerCombos) {
+        for (const auto& rcombo : rowCombos) {
+            for (const auto& cc : colCombos) {
+                for (size_t i = 0; i < nr; ++i) key[i] = dimCats[i][static_cast<size_t>(rcombo[i])];
+                for (size_t i = 0; i < nc; ++i) key[nr + i] = dimCats[nr + i][static_cast<size_t>(cc[i])];
+                for (size_t i = 0; i < nl; ++i) key[nr + nc + i] = dimCats[nr + nc + i][static_cast<size_t>(lc[i])];
+                bool pcompute = false;
+                for (const AggregationCategory* c : key) pcompute |= c->GetCatType() == AggregationCategory::kPCompute;
+
+                StatValues* sv = pcompute ? nullptr : agg->GetStatValues(key, -1);
+                // Totals and subtotals of the statistics variable show the
+                // total statistics; an existing cell says which layout it has.
+                const bool onTotal = statsDim >= 0 && key[static_cast<size_t>(statsDim)]->GetCatEncoding() < 0;
+                const std::vector<int>* order = &build.cellStats;
+                if (build.scale) {
+                    if (onTotal) order = &build.totalStats;
+                } else if (sv) {
+                    if (&sv->GetCellValues()->GetCellStats() != agg->GetCellStats()) order = &build.totalStats;
+                } else if (onTotal && agg->GetTotalStats() != agg->GetCellStats()) {
+                    order = &build.totalStats;
+                }
+                for (size_t i = 0; i < order->size(); ++i) {
+                    const int shownIndex = (*order)[i];
+                    if (shownIndex < 0) continue;
+                    ResultCell cell;
+                    cell.rows = rcombo;
+                    cell.columns = cc;
+                    cell.layers = lc;
+                    cell.statistic = shownIndex;
+                    const int code = build.shown[static_cast<size_t>(shownIndex)].code;
+                    if (sv) {
+                        const AggregationResult r = sv->GetStatValue(static_cast<int>(i));
+                        cell.value = r.GetValue1();
+                        cell.value2 = r.GetValue2();
+                        cell.value3 = r.GetValue3();
+                    } else if (stats::IsCount(code)) {
+                        cell.value = 0.0;
+                    } else {
+                        const int base = PercentBaseType(code);
+                        if (base >= 0 && BaseHasCases(key, base)) cell.value = 0.0;
+                    }
+                    out.cells.push_back(std::move(cell));
+                }
+            }
+        }
+    }
+    return out;
+}
+
+
+// Whether the percentage base of type `baseType` that the cell `key` belongs
+// to holds any case: some cell that agrees with it on the base's dimensions
+// exists. Every other dimension is replaced by its total when it has one;
+// otherwise each of its categories is tried.
+bool Reader::BaseHasCases(const std::vector<const AggregationCategory*>& key, int baseType)
+{
+    auto heldAt = _heldDims.find(baseType);
+    if (heldAt == _heldDims.end()) {
+        CubeMetadata metadata = *_build.cube->GetCubeMetadata();
+        metadata.SetClabelOption(_request.labelOption);
+        heldAt = _heldDims.emplace(baseType, std::vector<int>()).first;
+        metadata.GetPercentBase(heldAt->second, baseType);
+    }
+    const std::vector<int>& held = heldAt->second;
+    auto isHeld = [&held](size_t d) { return std::find(held.begin(), held.end(), static_cast<int>(d)) != held.end(); };
+
+    std::pair<int, std::vector<const AggregationCategory*>> base{baseType, {}};
+    for (size_t d = 0; d < key.size(); ++d) base.second.push_back(isHeld(d) ? key[d] : nullptr);
+    auto known = _occupied.find(base);
+    if (known != _occupied.end()) return known->second;
+
+    std::vector<std::vector<const AggregationCategory*>> choices(key.size());
+    size_t d = 0;
+    for (auto* v : {&_build.rows, &_build.columns, &_build.layers}) {
+        for (AggregationVariable* var : *v) {
+            if (isHeld(d)) {
+                choices[d] = {key[d]};
+            } else {
+                for (const AggregationCategory* c : var->GetTableDimension()->GetCategoryPointers())
+                    if (c->GetCatType() == AggregationCategory::kValue || c->GetCatType() == AggregationCategory::kVariable ||
+                        c->GetCatType() == AggregationCategory::kTotal)
+                        choices[d].push_back(c);
+            }
+            ++d;
+        }
+    }
+    std::vector<size_t> sizes;
+    for (const auto& c : choices) sizes.push_back(c.size());
+    CubeAggregator* agg = _build.cube->GetCubeAggregator();
+    std::vector<const AggregationCategory*> probe(key.size());
+    bool found = false;
+    for (const auto& combo : Combinations(sizes)) {
+        for (size_t i = 0; i < probe.size(); ++i) probe[i] = choices[i][static_cast<size_t>(combo[i])];
+        if ((found = agg->GetCellStatus(probe, -1))) break;
+    }
+    _occupied.emplace(std::move(base), found);
+    return found;
+}
+
+}  // namespace
+
+ResultTable ReadTable(const TableBuilder& builder, const TableBuild& build) { return Reader(builder, build).Read(); }
+
+}  // namespace kvtables
