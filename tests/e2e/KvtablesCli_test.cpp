@@ -4,6 +4,10 @@
 // README must run as pasted.
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -96,6 +100,44 @@ TEST(KvtablesCli, OutputFileOnlyOnSuccess)
         EXPECT_EQ(fs::exists(target), run.status == 0) << name;
     }
     EXPECT_NE(kvtest::ReadText(target).find("statistic"), std::string::npos);
+}
+
+// Where the output goes decides how it is written; a failed write is a user
+// error whatever the target.
+TEST(KvtablesCli, OutputIsWrittenWholeOrNotAtAll)
+{
+    const std::string valid = CaseDir() / WriteCase("valid");
+    const fs::path dir = kvtest::ProcessTempDir() + "out";
+    fs::create_directories(dir);
+    auto run = [&](const std::string& redirect) {
+        const std::string command = "'" + kTool.string() + "' '" + valid + "' " + redirect + " 2>'" +
+                                    (dir / "err").string() + "'";
+        const int raw = std::system(command.c_str());
+        return std::make_pair(WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, kvtest::ReadText(dir / "err"));
+    };
+    EXPECT_EQ(run("> /dev/full"), std::make_pair(2, std::string("standard output: cannot write the output: "
+                                                               "No space left on device\n")));
+    EXPECT_EQ(run("--output /dev/full"), std::make_pair(2, std::string("/dev/full: cannot write the output: "
+                                                                      "No space left on device\n")));
+    EXPECT_EQ(run("--output /dev/null").first, 0);
+
+    // A private file keeps its mode; a link keeps pointing at its file, which
+    // gets the output; nothing is left beside them.
+    const fs::path file = dir / "private.txt", link = dir / "link.txt";
+    std::ofstream(file) << "old";
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    fs::create_symlink(file, link);
+    for (const fs::path& target : {file, link}) {
+        std::ofstream(file) << "old";
+        EXPECT_EQ(run("--output '" + target.string() + "'").first, 0) << target;
+        EXPECT_TRUE(fs::is_symlink(link));
+        EXPECT_EQ(fs::status(file).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
+        EXPECT_NE(kvtest::ReadText(file).find("Region"), std::string::npos);
+    }
+    std::vector<std::string> left;
+    for (const auto& entry : fs::directory_iterator(dir)) left.push_back(entry.path().filename());
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<std::string>{"err", "link.txt", "private.txt"}));
 }
 
 TEST(KvtablesCli, ReadmeRequestRunsAsPasted)
