@@ -18,6 +18,10 @@ std::vector<std::string> ReadHeaderFrom(CsvRecordReader& reader)
         std::string name(TrimBlanks(reader.Field(i)));
         std::string where = reader.Path() + ":" + std::to_string(reader.Line()) + ": ";
         if (name.empty()) throw HostError(where + "column " + std::to_string(i + 1) + " has no name");
+        // Names are C strings further on: a NUL would cut them silently.
+        if (const size_t nul = name.find('\0'); nul != std::string::npos)
+            throw HostError(where + "column " + std::to_string(i + 1) + ": the name " + QuoteForMessage(name) +
+                            " holds a NUL byte at byte " + std::to_string(nul + 1));
         auto [it, fresh] = seen.emplace(name, i);
         if (!fresh)
             throw HostError(where + "duplicate column name " + QuoteForMessage(name) + " (columns " +
