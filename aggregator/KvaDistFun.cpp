@@ -1385,10 +1385,15 @@ double KvaDistFun::CdfBin(double k, double n, double prob, long& err)
     // ln Gamma(n+1) - ln Gamma(m+1) - ln Gamma(n-m+1) + m ln p + (n-m) ln(1-p),
     // formed without the large log-gammas.
     const double lt = BinomialLogTerm(m, n, prob);
-    if (lt < -1021.0) {
-        // Every term is below e^-1021: P(X <= k) = I_(1-p)(n - k, k + 1), which
-        // for such n is the normal-based uniform expansion of the beta ratio
-        // (underflowing to 0 where the sum would).
+    // The sums below run over about ten standard deviations of terms; past
+    // kMaxSummedVariance that is too much work (and past 2^53 counts a step
+    // of one no longer moves), so the tail comes from the beta ratio, which is
+    // the same probability in closed form.
+    constexpr double kMaxSummedVariance = 1e8;
+    if (lt < -1021.0 || n * prob * (1.0 - prob) > kMaxSummedVariance) {
+        // P(X <= k) = I_(1-p)(n - k, k + 1): for such n the normal-based
+        // uniform expansion of the beta ratio (underflowing to 0 where the sum
+        // would).
         double w;
         double w1;
         if (!BetaRatioPair(1.0 - prob, prob, n - kk, kk + 1.0, w, w1)) {
@@ -1427,7 +1432,10 @@ double KvaDistFun::CdfBin(double k, double n, double prob, long& err)
 double KvaDistFun::IdfBin(double p, double n, double prob, long& err)
 {
     err = 0;
-    if (!(n >= 1.0) || std::floor(n) != n) {
+    // Beyond 2^53 not every count is a double, and the stepping below would
+    // not move: such an n is no more a whole number of trials than 2.5 is.
+    constexpr double kLargestWholeCount = 9007199254740992.0;
+    if (!(n >= 1.0) || std::floor(n) != n || n > kLargestWholeCount) {
         return _missing;
     }
     if (prob < 0.0) {
@@ -1457,21 +1465,21 @@ double KvaDistFun::IdfBin(double p, double n, double prob, long& err)
     if (std::fabs(c - p) < 2.842170943040401e-14) {
         return k;
     }
-    double t = PdfBin(k, n, prob, e);
-    if (e != 0) {
-        err = 2;
-        return _missing;
-    }
+    // The term at k, formed without large log-gammas: at n = 1e15 those leave
+    // not one correct digit, and steps of a wrong size never reach p.
+    double t = std::exp(BinomialLogTerm(k, n, prob));
     if (c > p) {
         const double down = (1.0 - prob) / prob;
-        while (c - t > p && k > 0.0) {
+        // A term that underflowed stops both walks: the ratios cannot bring
+        // it back.
+        while (c - t > p && k > 0.0 && t > 0.0) {
             c -= t;
             t = t * k / (n - k + 1.0) * down;
             k -= 1.0;
         }
     } else {
         const double up = prob / (1.0 - prob);
-        while (c < p && k < n) {
+        while (c < p && k < n && t > 0.0) {
             t = t * (n - k) / (k + 1.0) * up;
             k += 1.0;
             c += t;
