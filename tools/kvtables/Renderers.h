@@ -19,6 +19,12 @@ std::string RenderJson(const ResultSet& results);
 std::string RenderCsv(const ResultSet& results);
 std::string RenderHtml(const ResultSet& results);
 
+// Text from the data and the request, made safe for a terminal: control
+// characters (C0, DEL and C1, among them the escape sequences that move the
+// cursor or retitle the window) become "?", line breaks and tabs blanks, so
+// that nothing in a label can act on the terminal or break the layout.
+std::string Printable(const std::string& text);
+
 // Display width of UTF-8 text, one column per code point.
 size_t DisplayWidth(const std::string& text);
 

@@ -264,10 +264,47 @@ private:
 
 }  // namespace
 
+std::string Printable(const std::string& text)
+{
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        const bool c1 = c == 0xc2 && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) >= 0x80 &&
+                        static_cast<unsigned char>(text[i + 1]) <= 0x9f;
+        if (c == '\n' || c == '\r' || c == '\t' || c == '\v' || c == '\f') {
+            out += ' ';
+        } else if (c < 0x20 || c == 0x7f || c1) {
+            out += '?';
+            if (c1) ++i;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out;
+}
+
+namespace {
+
+ResultTable PrintableTable(ResultTable table)
+{
+    table.title = Printable(table.title);
+    for (auto* axis : {&table.rows, &table.columns, &table.layers}) {
+        for (ResultAxisVariable& v : *axis) {
+            v.name = Printable(v.name);
+            v.label = Printable(v.label);
+            for (ResultCategory& c : v.categories) c.label = Printable(c.label);
+        }
+    }
+    return table;
+}
+
+}  // namespace
+
 std::string RenderText(const ResultSet& results, const TextOptions& options)
 {
     std::string out;
-    for (const auto& table : results.tables) {
+    for (const auto& shown : results.tables) {
+        const ResultTable table = PrintableTable(shown);
         TableGrid grid(table);
         for (size_t l = 0; l < grid.LayerCombos().size(); ++l) {
             if (!out.empty()) out += "\n";

@@ -17,6 +17,7 @@
 
 #include "DataAccess.h"
 #include "Output.h"
+#include "Renderers.h"
 #include "RequestParser.h"
 #include "RequestValidator.h"
 #include "TableRunner.h"
@@ -65,7 +66,7 @@ int Run(int argc, char** argv)
         for (const std::string& warning : request.warnings) std::cerr << "warning: " << warning << "\n";
         data.cases->SetWeightIndex(request.weightIndex);
         const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(request.dataPath) : 0;
-        kvtables::Progress progress("reading " + request.data, lines);
+        kvtables::Progress progress("reading " + kvtables::Printable(request.data), lines);
         kvtables::ResultSet results = kvtables::RunTables(request, *data.cases, &progress);
         // Rendered in full before the output file is opened, so that a
         // failure leaves no half-written file behind.
