@@ -3,7 +3,8 @@
 # Runs apt-get only as root or through sudo; otherwise it names what is missing.
 set -euo pipefail
 packages=(cmake make g++ pkg-config libgtest-dev libgmock-dev googletest libbenchmark-dev
-          nlohmann-json3-dev libcli11-dev python3)
+          nlohmann-json3-dev libcli11-dev python3 python3-dev pybind11-dev python3-pybind11 python3-pandas
+          python3-numpy python3-pytest)
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

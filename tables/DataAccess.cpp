@@ -47,9 +47,20 @@ void CheckDelimiter(const Request& request, const std::vector<std::string>& head
 
 DataInput OpenData(const Request& request)
 {
-    DataInput input;
+    std::optional<DataDictionary> dictionary;
     try {
-        if (!request.dictionaryPath.empty()) input.dictionary = LoadDictionary(request.dictionaryPath);
+        if (!request.dictionaryPath.empty()) dictionary = LoadDictionary(request.dictionaryPath);
+    } catch (const HostError& e) {
+        throw UserError(e.what());
+    }
+    return OpenData(request, std::move(dictionary));
+}
+
+DataInput OpenData(const Request& request, std::optional<DataDictionary> dictionary)
+{
+    DataInput input;
+    input.dictionary = std::move(dictionary);
+    try {
         const std::vector<std::string> header = ReadCsvHeader(request.dataPath, request.csv);
         CheckDelimiter(request, header);
         std::vector<int> needed;

@@ -31,6 +31,9 @@ std::vector<std::string> NamesUsed(const Request& request);
 // (the host's message) on any problem with either file, and at line 1 when
 // the header looks written with another delimiter.
 DataInput OpenData(const Request& request);
+// The same with a dictionary the caller already has (none: types from the
+// values), in place of the request's.
+DataInput OpenData(const Request& request, std::optional<DataDictionary> dictionary);
 
 }  // namespace kvtables
 

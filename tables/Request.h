@@ -126,7 +126,7 @@ struct TableRequest {
 
 struct Request {
     std::string file;            // the request file as named by the user, for messages
-    std::string data;            // as written
+    std::string data;            // as written; empty when the caller supplies the data (ParseRequest)
     std::string dictionary;      // as written; may be empty
     std::string dataPath;        // resolved against the request file's directory
     std::string dictionaryPath;  // likewise; empty when not given

@@ -225,7 +225,7 @@ CsvOptions ReadCsvOptions(const JsonNode& j)
     return options;
 }
 
-Request Read(const JsonNode& root, const std::string& file, const std::string& baseDir)
+Request Read(const JsonNode& root, const std::string& file, const std::string& baseDir, bool dataRequired)
 {
     root.Object({"data", "dictionary", "csv", "weight", "ciLevel", "missing", "labelOption", "sets", "tables"});
     auto resolve = [&](const std::string& p) {
@@ -234,8 +234,10 @@ Request Read(const JsonNode& root, const std::string& file, const std::string& b
     };
     Request req;
     req.file = file;
-    req.data = root.Get("data").NonEmptyString();
-    req.dataPath = resolve(req.data);
+    if (dataRequired || root.Find("data")) {
+        req.data = root.Get("data").NonEmptyString();
+        req.dataPath = resolve(req.data);
+    }
     if (auto d = root.Find("dictionary")) {
         req.dictionary = d->NonEmptyString();
         req.dictionaryPath = resolve(req.dictionary);
@@ -263,17 +265,17 @@ Request Read(const JsonNode& root, const std::string& file, const std::string& b
 
 }  // namespace
 
-Request ParseRequest(const std::string& text, const std::string& file, const std::string& baseDir)
+Request ParseRequest(const std::string& text, const std::string& file, const std::string& baseDir, bool dataRequired)
 {
     try {
         const JsonDocument document(file, text);
-        return Read(document.Root(), file, baseDir);
+        return Read(document.Root(), file, baseDir, dataRequired);
     } catch (const HostError& e) {
         throw UserError(e.what());
     }
 }
 
-Request LoadRequest(const std::string& path)
+Request LoadRequest(const std::string& path, bool dataRequired)
 {
     std::string text;
     try {
@@ -281,7 +283,7 @@ Request LoadRequest(const std::string& path)
     } catch (const HostError& e) {
         throw UserError(e.what());
     }
-    return ParseRequest(text, path, std::filesystem::path(path).parent_path().string());
+    return ParseRequest(text, path, std::filesystem::path(path).parent_path().string(), dataRequired);
 }
 
 }  // namespace kvtables

@@ -30,6 +30,9 @@ std::string ProcessTempDir()
 {
     static const std::string dir = [] {
         std::string d = testing::TempDir() + "kvtest-" + std::to_string(getpid()) + "/";
+        // Process ids come round again: what an earlier process of the same
+        // id left must not meet this one's files.
+        std::filesystem::remove_all(d);
         std::filesystem::create_directories(d);
         return d;
     }();

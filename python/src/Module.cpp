@@ -1,0 +1,182 @@
+// kvaggr._kvaggr: the request layer that kvtables runs on, as a few calls that
+// the pure-Python layer (kvaggr/__init__.py) makes in the command line's
+// order: parse the request, hand over the data, check the request against
+// them, run, read the tables back. Results cross as plain data: the tidy
+// columns of TidyTable.h, and each cell's categories by index for the wide
+// form. A mistake in what the user gave raises RequestError with the
+// command line's message.
+#include <algorithm>
+#include <limits>
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include "DataAccess.h"
+#include "FrameData.h"
+#include "HostError.h"
+#include "RequestParser.h"
+#include "RequestValidator.h"
+#include "TableRunner.h"
+#include "TidyTable.h"
+#include "UserError.h"
+
+namespace py = pybind11;
+using namespace pybind11::literals;
+
+namespace {
+
+using kvtables::Request;
+using kvtables::ResultSet;
+using kvtables::ResultTable;
+using kvtables::TidyField;
+using kvtables::UserError;
+
+// The significance tests' frame, until the tests exist.
+const char* const kTestColumns[] = {"test",      "layers", "rows",   "columns",        "versus",
+                                    "statistic", "df",     "pValue", "adjustedPValue", "significant"};
+
+// The dictionary given as text (named "dictionary" in messages), else the request's file, else none.
+std::optional<DataDictionary> ReadDictionary(const Request& request, const std::optional<std::string>& text)
+{
+    try {
+        if (text) return ParseDictionary(*text, "dictionary");
+        if (!request.dictionaryPath.empty()) return LoadDictionary(request.dictionaryPath);
+    } catch (const HostError& e) {
+        throw UserError(e.what());
+    }
+    return std::nullopt;
+}
+
+// Numbers as a float64 array (NaN when empty); a column holding any text as a
+// list, with NaN where it is empty, as pandas reads such a column.
+py::object TidyColumn(const std::vector<TidyField>& fields)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const bool text = std::any_of(fields.begin(), fields.end(),
+                                  [](const TidyField& f) { return std::holds_alternative<std::string>(f); });
+    if (!text) {
+        py::array_t<double> out(static_cast<py::ssize_t>(fields.size()));
+        double* p = out.mutable_data();
+        for (const TidyField& f : fields) *p++ = std::holds_alternative<double>(f) ? std::get<double>(f) : nan;
+        return out;
+    }
+    py::list out(fields.size());
+    for (size_t i = 0; i < fields.size(); ++i) {
+        if (const auto* s = std::get_if<std::string>(&fields[i])) out[i] = py::str(*s);
+        else out[i] = py::float_(std::holds_alternative<double>(fields[i]) ? std::get<double>(fields[i]) : nan);
+    }
+    return out;
+}
+
+py::list Axis(const std::vector<kvtables::ResultAxisVariable>& vars)
+{
+    py::list out;
+    for (const auto& v : vars) {
+        py::list labels;
+        for (const auto& c : v.categories) labels.append(c.label);
+        out.append(py::dict("name"_a = v.name, "labels"_a = labels));
+    }
+    return out;
+}
+
+py::dict TableData(const ResultTable& table, size_t number)
+{
+    const kvtables::TidyLayout layout = kvtables::MakeTidyLayout({&table});
+    std::vector<std::vector<TidyField>> fields(layout.header.size());
+    kvtables::ForEachTidyRow(table, static_cast<double>(number), layout, [&](const std::vector<TidyField>& row) {
+        for (size_t i = 0; i < row.size(); ++i) fields[i].push_back(row[i]);
+    });
+    py::list columns;
+    for (const auto& column : fields) columns.append(TidyColumn(column));
+    // The first column holds the table's number (ForEachTidyRow's `number`): an integer for pandas.
+    py::array_t<long long> numbers(static_cast<py::ssize_t>(table.cells.size()));
+    std::fill(numbers.mutable_data(), numbers.mutable_data() + numbers.size(), static_cast<long long>(number));
+    columns[0] = numbers;
+
+    // Each cell's place for the wide form: category indices (layers, rows,
+    // columns, outermost first), the statistic, the value.
+    const size_t depth = table.layers.size() + table.rows.size() + table.columns.size();
+    py::array_t<int> cells({static_cast<py::ssize_t>(table.cells.size()), static_cast<py::ssize_t>(depth)});
+    py::array_t<int> statistic(static_cast<py::ssize_t>(table.cells.size()));
+    py::array_t<double> value(static_cast<py::ssize_t>(table.cells.size()));
+    auto c = cells.mutable_unchecked<2>();
+    for (size_t i = 0; i < table.cells.size(); ++i) {
+        const kvtables::ResultCell& cell = table.cells[i];
+        py::ssize_t j = 0;
+        for (const auto* combo : {&cell.layers, &cell.rows, &cell.columns})
+            for (int k : *combo) c(static_cast<py::ssize_t>(i), j++) = k;
+        statistic.mutable_at(static_cast<py::ssize_t>(i)) = cell.statistic;
+        value.mutable_at(static_cast<py::ssize_t>(i)) =
+            kvtables::IsMissingValue(cell.value) ? std::numeric_limits<double>::quiet_NaN() : cell.value;
+    }
+    py::list headings;
+    for (const auto& s : table.statistics) headings.append(s.Heading());
+    return py::dict("title"_a = table.title, "header"_a = layout.header, "columns"_a = columns,
+                    "layers"_a = Axis(table.layers), "rows"_a = Axis(table.rows),
+                    "columns_axis"_a = Axis(table.columns), "cells"_a = cells, "statistic"_a = statistic,
+                    "statistics"_a = headings, "value"_a = value);
+}
+
+py::dict Results(const ResultSet& results, const Request& request)
+{
+    py::list tables;
+    for (size_t t = 0; t < results.tables.size(); ++t) tables.append(TableData(results.tables[t], t + 1));
+    return py::dict("tables"_a = tables, "skipped_cases"_a = results.skippedCases, "warnings"_a = request.warnings);
+}
+
+// The engine run itself touches no Python object: the frame's arrays stay
+// referenced by the caller, so other threads may run meanwhile.
+ResultSet Run(const Request& request, VESK_InputCaseIterator& cases)
+{
+    py::gil_scoped_release release;
+    return kvtables::RunTables(request, cases);
+}
+
+py::dict RunCsv(const Request& parsed, const std::optional<std::string>& dictionaryText)
+{
+    Request request = parsed;
+    kvtables::DataInput data = kvtables::OpenData(request, ReadDictionary(request, dictionaryText));
+    kvtables::ValidateRequest(request, data.cases->GetDataSource(),
+                              [&data](int varIndex) { return data.cases->WhyText(varIndex); });
+    data.cases->SetWeightIndex(request.weightIndex);
+    return Results(Run(request, *data.cases), request);
+}
+
+py::dict RunFrame(const Request& parsed, size_t rows, const std::vector<std::string>& names, const py::dict& columns,
+                  const std::optional<std::string>& dictionaryText)
+{
+    Request request = parsed;
+    const std::optional<DataDictionary> dictionary = ReadDictionary(request, dictionaryText);
+    kvaggr_python::FrameData frame = kvaggr_python::MakeFrameData(rows, names, columns, dictionary);
+    kvtables::ValidateRequest(request, *frame.dataset,
+                              [&frame](int varIndex) { return frame.whyText[static_cast<size_t>(varIndex)]; });
+    ColumnIterator cases(*frame.dataset, request.weightIndex);
+    return Results(Run(request, cases), request);
+}
+
+}  // namespace
+
+PYBIND11_MODULE(_kvaggr, m)
+{
+    m.doc() = "The engine behind kvaggr: use the functions of the kvaggr package.";
+    static py::exception<UserError> requestError(m, "RequestError", PyExc_ValueError);
+    py::register_exception_translator([](std::exception_ptr p) {
+        try {
+            if (p) std::rethrow_exception(p);
+        } catch (const UserError& e) {
+            PyErr_SetString(requestError.ptr(), e.what());
+        } catch (const HostError& e) {
+            PyErr_SetString(requestError.ptr(), e.what());
+        }
+    });
+
+    py::class_<Request>(m, "Request")
+        .def_property_readonly("names_used", &kvtables::NamesUsed)
+        .def_property_readonly("data", [](const Request& r) { return r.data; });
+    m.def("parse_request", &kvtables::ParseRequest, "text"_a, "name"_a, "base_dir"_a, "data_required"_a);
+    m.def("load_request", &kvtables::LoadRequest, "path"_a, "data_required"_a);
+    m.def("run_csv", &RunCsv, "request"_a, "dictionary"_a);
+    m.def("run_frame", &RunFrame, "request"_a, "rows"_a, "names"_a, "columns"_a, "dictionary"_a);
+    m.attr("TEST_COLUMNS") = std::vector<std::string>(std::begin(kTestColumns), std::end(kTestColumns));
+}

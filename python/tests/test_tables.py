@@ -1,0 +1,52 @@
+"""The tables of kvtables' end-to-end cases (tests/e2e/tables) through kvaggr.run, from a DataFrame that pandas
+read (with the dictionary as a dict) and from the request file: every cell of each expected file, named and
+compared as tests/e2e/KvtablesTables_test.cpp does (rows | columns | layers | statistic(params), relative 1e-9)."""
+import json
+import math
+from pathlib import Path
+
+import pandas as pd
+import pytest
+
+import kvaggr
+
+CASES = Path(__file__).resolve().parents[2] / "tests" / "e2e" / "tables"
+
+
+def cell_name(frame, row):
+    def labels(axis):
+        return " / ".join(row[c] for c in frame.columns if c.startswith(axis) and c.endswith("_label"))
+    params = ",".join("%g" % row[p] for p in ("cut", "lower", "upper", "level") if not pd.isna(row[p]))
+    return " | ".join([labels("row"), labels("column"), labels("layer"), row["statistic"]]) + \
+        (f"({params})" if params else "")
+
+
+def close(actual, expected):
+    if expected is None:
+        return math.isnan(actual)
+    return abs(actual - expected) <= 1e-9 * max(abs(expected), 1e-3)
+
+
+@pytest.mark.filterwarnings("ignore::kvaggr.RequestWarning")
+@pytest.mark.parametrize("source", ["frame", "file"])
+@pytest.mark.parametrize("case", sorted(p.name[:-len(".request.json")] for p in CASES.glob("*.request.json")))
+def test_cells_match_the_independent_result(case, source):
+    path = CASES / f"{case}.request.json"
+    if source == "file":
+        result = kvaggr.run(path)
+    else:
+        request = json.loads(path.read_text())
+        csv = request.get("csv", {})
+        frame = pd.read_csv(CASES / request["data"], sep=csv.get("delimiter", ","), keep_default_na=False,
+                            na_values=[""] + csv.get("na", []))
+        result = kvaggr.run(request, frame, json.loads((CASES / request["dictionary"]).read_text()))
+    expected = json.loads((CASES / f"{case}.expected.json").read_text())
+    assert result.skipped_cases == expected.get("skippedCases", result.skipped_cases)
+    assert len(result.tables) == len(expected["tables"])
+    for table, want in zip(result.tables, expected["tables"]):
+        assert table.title == want.get("title", table.title)
+        frame = table.to_frame()
+        assert [cell_name(frame, row) for _, row in frame.iterrows()] == [c[0] for c in want["cells"]]
+        for (_, row), cell in zip(frame.iterrows(), want["cells"]):
+            for key, value in zip(("value", "value2", "value3"), cell[1:]):
+                assert close(row[key], value), f"{cell[0]} {key}: {row[key]} != {value}"
