@@ -35,6 +35,7 @@
 
 #include "BP_Character.h"
 #include "CaseValue.h"
+#include "ColumnDataset.h"
 #include "CsvLoader.h"
 #include "CsvReader.h"
 #include "DataDictionary.h"
