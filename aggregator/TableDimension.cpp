@@ -91,6 +91,7 @@ void TableDimension::SetParsedCategories(const std::vector<ParsedCategory*>& cat
     _isOrderA = true;
     _otherCategory = nullptr;
     _parsedCategories.clear();
+    _listIndex = ListIndex();
     for (ParsedCategory* item : categories) {
         ParsedCategory::ParsedCatType type = item->GetCatType();
         if (type == ParsedCategory::kOtherNM) {
@@ -105,12 +106,81 @@ void TableDimension::SetParsedCategories(const std::vector<ParsedCategory*>& cat
     }
 }
 
+namespace {
+
+// The key under which two values are equal exactly when an item's test finds
+// them equal: a number by its value (zero without its sign, every NaN one
+// key), a text by its bytes without the trailing blanks that do not count.
+std::string ValueKey(const OBS& value, int width)
+{
+    if (width == 0) {
+        double v = value.num + 0.0;
+        if (v != v) return "nan";
+        return "n" + std::string(reinterpret_cast<const char*>(&v), sizeof v);
+    }
+    size_t n = static_cast<size_t>(width);
+    while (n > 0 && value.str[n - 1] == ' ') --n;
+    return "s" + std::string(value.str, n);
+}
+
+}  // namespace
+
+void TableDimension::BuildListIndex() const
+{
+    ListIndex& index = _listIndex;
+    index = ListIndex();
+    index.built = true;
+    index.usable = true;
+    index.width = -1;
+    for (size_t i = 0; i < _parsedCategories.size(); ++i) {
+        const ParsedCategory* item = _parsedCategories[i];
+        if (item->GetCatType() != ParsedCategory::kValue) {
+            index.otherItems.push_back(static_cast<int>(i));
+            continue;
+        }
+        const int width = item->GetValueType();
+        if (width < 0 || (index.width >= 0 && width != index.width)) {
+            index.usable = false;
+            return;
+        }
+        index.width = width;
+        index.lastValueItem[ValueKey(*item->GetCatValue(), width)] = static_cast<int>(i);
+    }
+}
+
 ParsedCategory* TableDimension::ExplicitListContains(const OBS& value, bool isMissing, int valueType) const
 {
-    for (auto it = _parsedCategories.rbegin(); it != _parsedCategories.rend(); ++it) {
-        bool contains = valueType < 0 ? (*it)->Contains(value, isMissing) : (*it)->Contains(value, valueType, isMissing);
-        if (contains) return *it;
+    auto contains = [&](const ParsedCategory* item) {
+        return valueType < 0 ? item->Contains(value, isMissing) : item->Contains(value, valueType, isMissing);
+    };
+    if (!_listIndex.built) BuildListIndex();
+    const ListIndex& index = _listIndex;
+    // A later item wins, so the answer is the containing item of the highest
+    // position: the last single-value item with the value's key, unless one
+    // of the other items after it contains the value too. A NaN equals
+    // nothing under the items' own widths, but equals a listed NaN under the
+    // comparison across widths.
+    const int width = valueType < 0 ? index.width : valueType;
+    if (index.usable && width >= 0) {
+        int best = -1;
+        const bool nan = width == 0 && value.num != value.num;
+        if (!(nan && valueType < 0)) {
+            auto hit = index.lastValueItem.find(ValueKey(value, width));
+            if (hit != index.lastValueItem.end()) best = hit->second;
+        }
+        for (auto it = index.otherItems.rbegin(); it != index.otherItems.rend() && *it > best; ++it) {
+            if (contains(_parsedCategories[static_cast<size_t>(*it)])) {
+                best = *it;
+                break;
+            }
+        }
+        // The index answers as the scan below would.
+        KV_ASSERT(best < 0 || contains(_parsedCategories[static_cast<size_t>(best)]));
+        if (best >= 0) return _parsedCategories[static_cast<size_t>(best)];
+        return isMissing ? nullptr : _otherCategory;
     }
+    for (auto it = _parsedCategories.rbegin(); it != _parsedCategories.rend(); ++it)
+        if (contains(*it)) return *it;
     // Missing values never fall into the other category.
     return isMissing ? nullptr : _otherCategory;
 }

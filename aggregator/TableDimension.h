@@ -10,6 +10,7 @@
 #define KVAGGR_TABLEDIMENSION_H
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "AggregationVariable.h"
@@ -226,6 +227,17 @@ protected:
     std::string _totalLabel;
     bool _isTotalLabelDefault;
     std::vector<ParsedCategory*> _parsedCategories;  // not owned
+    // An index of the list for ExplicitListContains, built on first use: a
+    // long list of single values would otherwise be scanned once per value.
+    struct ListIndex {
+        bool built = false;
+        bool usable = false;             // every single-value item has one known width
+        int width = 0;                   // that width
+        std::unordered_map<std::string, int> lastValueItem;  // value key -> the last item listing it
+        std::vector<int> otherItems;     // the items that are not single values, in list order
+    };
+    mutable ListIndex _listIndex;
+    void BuildListIndex() const;
     bool _hasExplicitList;
     ParsedCategory* _otherCategory;                     // not owned
     std::vector<AggregationCategory*> _categories;        // owned

@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
+#include <cmath>
 #include <functional>
 #include <memory>
+#include <random>
 
 #include "CategoryTestSupport.h"
 #include "TestSupport.h"
@@ -326,4 +328,48 @@ TEST(TableDimensionDeathTest, Assertions)
          "found && \"Missing Value Variable must be present in the set.\""},
     };
     for (const auto& c : cases) EXPECT_DEATH(c.first(), "\"" + kvtest::AssertRegex(c.second) + "\"") << c.second;
+}
+
+// The list's index answers as a scan from the last item would, whatever the
+// list holds: repeated values, a signed zero, NaN, ranges over listed values,
+// the missing and other keywords; for numbers and for texts of other widths.
+TEST(ExplicitList, IndexAnswersAsTheScanFromTheLastItem)
+{
+    std::mt19937 random(7);
+    auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const double numbers[] = {1, 2, 3, -0.0, 0.0, std::nan(""), 2.5};
+    const char* const texts[] = {"a", "b ", "ab", "", "b"};
+    for (int round = 0; round < 200; ++round) {
+        const bool text = round % 2 == 1;
+        const int width = text ? 3 : 0;
+        auto value = [&](int i) { return text ? Str(texts[i % 5], width) : std::vector<OBS>{Num(numbers[i % 7])}; };
+        std::vector<std::unique_ptr<ParsedCategory>> owned;
+        std::vector<ParsedCategory*> list;
+        for (int i = 0, n = 1 + pick(12); i < n; ++i) {
+            const int kind = pick(10);
+            if (kind < 6) owned.push_back(std::make_unique<ParsedCategory>(value(pick(7))[0], width));
+            else if (kind == 6) owned.push_back(std::make_unique<ParsedCategory>(value(pick(7))[0], value(pick(7))[0], width));
+            else if (kind == 7) owned.push_back(std::make_unique<ParsedCategory>(value(pick(7))[0], width, ParsedCategory::kHiRange));
+            else owned.push_back(std::make_unique<ParsedCategory>(kind == 8 ? ParsedCategory::kMissing : ParsedCategory::kOtherNM));
+            list.push_back(owned.back().get());
+        }
+        kvtest::ScriptedDimension dim;
+        dim.SetParsedCategories(list);
+        for (int q = 0; q < 7; ++q) {
+            for (bool missing : {false, true}) {
+                // Asked at the items' width, and (for texts) at a wider one.
+                for (int asked : text ? std::vector<int>{-1, width, 8} : std::vector<int>{-1, 0}) {
+                    const std::vector<OBS> v = asked > width ? Str(texts[q % 5], asked) : value(q);
+                    ParsedCategory* scanned = nullptr;
+                    for (auto it = dim.GetParsedCategories().rbegin(); it != dim.GetParsedCategories().rend() && !scanned; ++it)
+                        if (asked < 0 ? (*it)->Contains(v[0], missing) : (*it)->Contains(v[0], asked, missing)) scanned = *it;
+                    if (!scanned && !missing)
+                        for (ParsedCategory* item : list)
+                            if (item->GetCatType() == ParsedCategory::kOtherNM) scanned = item;
+                    EXPECT_EQ(dim.ExplicitListContains(v[0], missing, asked), scanned)
+                        << "round " << round << " value " << q << " asked " << asked;
+                }
+            }
+        }
+    }
 }
