@@ -5,6 +5,7 @@
 #include <cfloat>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 #include <unordered_map>
 
 namespace {
@@ -12,21 +13,30 @@ namespace {
 std::vector<std::string> ReadHeaderFrom(CsvRecordReader& reader)
 {
     if (!reader.Next()) throw HostError(reader.Path() + ": the file is empty (no header row)");
+    const int n = reader.NumFields();
+    auto fail = [&reader](int column, const std::string& what) {
+        throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": column " + std::to_string(column + 1) +
+                        what);
+    };
     std::vector<std::string> names;
-    std::unordered_map<std::string, int> seen;
-    for (int i = 0; i < reader.NumFields(); ++i) {
-        std::string name(TrimBlanks(reader.Field(i)));
-        std::string where = reader.Path() + ":" + std::to_string(reader.Line()) + ": ";
-        if (name.empty()) throw HostError(where + "column " + std::to_string(i + 1) + " has no name");
+    names.reserve(static_cast<size_t>(n));
+    std::unordered_map<std::string_view, int> seen;
+    seen.reserve(static_cast<size_t>(n));
+    for (int i = 0; i < n; ++i) {
+        names.emplace_back(TrimBlanks(reader.Field(i)));
+        const std::string& name = names.back();
+        if (name.empty()) fail(i, " has no name");
         // Names are C strings further on: a NUL would cut them silently.
         if (const size_t nul = name.find('\0'); nul != std::string::npos)
-            throw HostError(where + "column " + std::to_string(i + 1) + ": the name " + QuoteForMessage(name) +
-                            " holds a NUL byte at byte " + std::to_string(nul + 1));
-        auto [it, fresh] = seen.emplace(name, i);
+            fail(i, ": the name " + QuoteForMessage(name) + " holds a NUL byte at byte " + std::to_string(nul + 1));
+    }
+    // The names are in place now, so the views into them stay valid.
+    for (int i = 0; i < n; ++i) {
+        auto [it, fresh] = seen.emplace(names[static_cast<size_t>(i)], i);
         if (!fresh)
-            throw HostError(where + "duplicate column name " + QuoteForMessage(name) + " (columns " +
+            throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": duplicate column name " +
+                            QuoteForMessage(names[static_cast<size_t>(i)]) + " (columns " +
                             std::to_string(it->second + 1) + " and " + std::to_string(i + 1) + ")");
-        names.push_back(std::move(name));
     }
     return names;
 }

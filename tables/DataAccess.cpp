@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
+#include <unordered_map>
 
 #include "HostError.h"
 #include "UserError.h"
@@ -63,10 +65,14 @@ DataInput OpenData(const Request& request, std::optional<DataDictionary> diction
     try {
         const std::vector<std::string> header = ReadCsvHeader(request.dataPath, request.csv);
         CheckDelimiter(request, header);
+        // Header names are unique (the reader refuses a repeated one).
+        std::unordered_map<std::string_view, int> column;
+        column.reserve(header.size());
+        for (size_t c = 0; c < header.size(); ++c) column.emplace(header[c], static_cast<int>(c));
         std::vector<int> needed;
         for (const std::string& name : NamesUsed(request)) {
-            auto it = std::find(header.begin(), header.end(), name);
-            if (it != header.end()) needed.push_back(static_cast<int>(it - header.begin()));
+            auto it = column.find(name);
+            if (it != column.end()) needed.push_back(it->second);
         }
         std::sort(needed.begin(), needed.end());
         input.cases = std::make_unique<CsvCaseIterator>(request.dataPath,
