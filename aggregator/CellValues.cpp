@@ -215,7 +215,10 @@ void CellValues::Accumulate(const CellStatistics::Accumulator& acc, bool valid, 
             v[0] = newW;
             if (newW != 0.0) {
                 const double m = (x - mean) / newW * w + mean;
-                v[1] = (std::fabs(m) < 2.0 * std::fabs(mean) * CubeStatistics::MEPS_DOUBLE) ? 0.0 : m;
+                // 2 eps first: doubling a mean near the largest double first
+                // would overflow and snap every such mean to zero. Doubling is
+                // exact, so the product is the same for every other mean.
+                v[1] = (std::fabs(m) < std::fabs(mean) * (2.0 * CubeStatistics::MEPS_DOUBLE)) ? 0.0 : m;
             }
         }
         return;

@@ -1,6 +1,7 @@
 #include "TableReader.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 
 #include "AggregationCategory.h"
@@ -12,6 +13,7 @@
 #include "CubeMetadata.h"
 #include "StatValues.h"
 #include "TableDimension.h"
+#include "UserError.h"
 #include "VESK_ValueLabelMap.h"
 
 namespace kvtables {
@@ -61,6 +63,22 @@ std::vector<std::vector<int>> Combinations(const std::vector<size_t>& sizes)
     return out;
 }
 
+
+// Values or weights so large that a sum leaves the range of doubles: an
+// infinity (or what it turns into) is no answer to print, nor a missing one.
+[[noreturn]] void Overflow(const ResultTable& table, const ResultCell& cell)
+{
+    std::string where;
+    auto name = [&where](const std::vector<ResultAxisVariable>& axis, const std::vector<int>& at) {
+        for (size_t i = 0; i < axis.size(); ++i)
+            where += (where.empty() ? "" : ", ") + axis[i].categories[static_cast<size_t>(at[i])].label;
+    };
+    name(table.layers, cell.layers);
+    name(table.rows, cell.rows);
+    name(table.columns, cell.columns);
+    throw UserError("table " + Quote(table.title) + ": " + table.statistics[static_cast<size_t>(cell.statistic)].name +
+                    " of " + Quote(where) + " is beyond the range of numbers (values or weights too large)");
+}
 
 class Reader {
 public:
@@ -240,6 +258,8 @@ ResultTable Reader::Read()
                         cell.value = r.GetValue1();
                         cell.value2 = r.GetValue2();
                         cell.value3 = r.GetValue3();
+                        for (double v : {cell.value, cell.value2, cell.value3})
+                            if (!std::isfinite(v) && v != SystemMissing()) Overflow(out, cell);
                     } else if (stats::IsCount(code)) {
                         cell.value = 0.0;
                     } else {
