@@ -44,8 +44,8 @@ std::vector<std::string> ReadHeaderFrom(CsvRecordReader& reader)
 void CheckFieldCount(const CsvRecordReader& reader, int expected)
 {
     if (reader.NumFields() != expected)
-        throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": expected " + std::to_string(expected) +
-                        " fields, found " + std::to_string(reader.NumFields()));
+        reader.FailRecord("expected " + std::to_string(expected) + " fields, found " +
+                          std::to_string(reader.NumFields()));
 }
 
 std::string FieldName(int column, const std::string& name)
@@ -348,18 +348,16 @@ void CsvCaseIterator::Convert(const CsvRecordReader& reader, OBS* row) const
                 out->num = -DBL_MAX;
             } else if (!ParseCsvNumber(field, out->num)) {
                 if (!_options.IsNa(field))
-                    throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": " +
-                                    FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
-                                    QuoteForMessage(field) + " is not a number" + MissingAdvice(field, _options));
+                    reader.FailRecord(FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
+                                      QuoteForMessage(field) + " is not a number" + MissingAdvice(field, _options));
                 out->num = -DBL_MAX;
             }
         } else {
             field = TrimTrailingSpaces(field);
             if (field.size() > static_cast<size_t>(nd.width))
-                throw HostError(reader.Path() + ":" + std::to_string(reader.Line()) + ": " +
-                                FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
-                                QuoteForMessage(field) + " is " + std::to_string(field.size()) +
-                                " bytes, wider than the width " + std::to_string(nd.width));
+                reader.FailRecord(FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
+                                  QuoteForMessage(field) + " is " + std::to_string(field.size()) +
+                                  " bytes, wider than the width " + std::to_string(nd.width));
             size_t bytes = static_cast<size_t>(ObsWords(nd.width)) * sizeof(OBS);
             std::memcpy(out, field.data(), field.size());
             std::memset(reinterpret_cast<char*>(out) + field.size(), ' ', bytes - field.size());

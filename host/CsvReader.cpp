@@ -1,14 +1,79 @@
 #include "CsvReader.h"
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 
+#include <signal.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "HostError.h"
+
+namespace {
+
+// A mapped file that shrinks while it is read (truncated by another program)
+// raises SIGBUS at the first page past its new end. The mappings register
+// here; the handler puts a zero page in place of the missing one, so that the
+// read goes on, and marks the mapping, which the reader checks before it hands
+// out a record or an error. A fault anywhere else gets the default action.
+struct GuardedMapping {
+    std::atomic<const char*> begin{nullptr};
+    std::atomic<size_t> size{0};
+    std::atomic<bool> shrank{false};
+};
+constexpr int kGuardSlots = 64;
+GuardedMapping g_guarded[kGuardSlots];
+const char* const kClaimed = reinterpret_cast<const char*>(1);  // a slot being filled in
+
+void OnBusError(int sig, siginfo_t* info, void*)
+{
+    const char* at = static_cast<const char*>(info->si_addr);
+    for (GuardedMapping& m : g_guarded) {
+        const char* begin = m.begin.load(std::memory_order_acquire);
+        if (!begin || begin == kClaimed || at < begin || at >= begin + m.size.load(std::memory_order_relaxed))
+            continue;
+        const uintptr_t page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
+        void* start = reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(at) & ~(page - 1));
+        m.shrank.store(true, std::memory_order_relaxed);
+        if (::mmap(start, page, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED) return;
+        break;
+    }
+    ::signal(sig, SIG_DFL);
+    ::raise(sig);
+}
+
+// The slot of a new mapping, or -1 when every slot is taken (the file is then
+// read rather than mapped).
+int GuardMapping(const char* begin, size_t size)
+{
+    static std::once_flag installed;
+    std::call_once(installed, [] {
+        struct sigaction action {};
+        action.sa_sigaction = OnBusError;
+        action.sa_flags = SA_SIGINFO | SA_NODEFER;
+        sigemptyset(&action.sa_mask);
+        ::sigaction(SIGBUS, &action, nullptr);
+    });
+    for (int i = 0; i < kGuardSlots; ++i) {
+        // Claimed first, filled in, then published: the handler never sees a
+        // range whose size belongs to another mapping.
+        const char* expected = nullptr;
+        if (!g_guarded[i].begin.compare_exchange_strong(expected, kClaimed, std::memory_order_acq_rel)) continue;
+        g_guarded[i].size.store(size, std::memory_order_relaxed);
+        g_guarded[i].shrank.store(false, std::memory_order_relaxed);
+        g_guarded[i].begin.store(begin, std::memory_order_release);
+        return i;
+    }
+    return -1;
+}
+
+}  // namespace
 
 std::string QuoteForMessage(std::string_view text, size_t maxBytes)
 {
@@ -166,6 +231,10 @@ CsvRecordReader::CsvRecordReader(std::string path, const CsvOptions& options)
     // buffer first (a fifth of the parsing time on a 500 MB file).
     if (!ec && fileSize >= kMapMinBytes) {
         void* mapped = ::mmap(nullptr, static_cast<size_t>(fileSize), PROT_READ, MAP_PRIVATE, ::fileno(_file), 0);
+        if (mapped != MAP_FAILED && (_guard = GuardMapping(static_cast<const char*>(mapped), fileSize)) < 0) {
+            ::munmap(mapped, static_cast<size_t>(fileSize));
+            mapped = MAP_FAILED;
+        }
         if (mapped != MAP_FAILED) {
             ::madvise(mapped, static_cast<size_t>(fileSize), MADV_SEQUENTIAL);
             _mapped = static_cast<const char*>(mapped);
@@ -182,13 +251,31 @@ CsvRecordReader::CsvRecordReader(std::string path, const CsvOptions& options)
 
 CsvRecordReader::~CsvRecordReader()
 {
-    if (_mapped) ::munmap(const_cast<char*>(_mapped), _mappedSize);
+    if (_mapped) {
+        g_guarded[_guard].begin.store(nullptr, std::memory_order_release);
+        ::munmap(const_cast<char*>(_mapped), _mappedSize);
+    }
     if (_file) std::fclose(_file);
 }
 
 void CsvRecordReader::Fail(long long line, const std::string& what) const
 {
+    CheckNotShrunk(true);
     throw HostError(_path + ":" + std::to_string(line) + ": " + what);
+}
+
+void CsvRecordReader::CheckNotShrunk(bool askTheFile) const
+{
+    if (!_mapped) return;
+    // What was read past the file's new end was zeros, not the file: the
+    // guard saw a page go missing, or (for the rest of the page holding the
+    // new end, which reads as zeros without a fault) the file says so itself.
+    bool shrank = g_guarded[_guard].shrank.load(std::memory_order_relaxed);
+    struct stat st;
+    if (!shrank && askTheFile && ::fstat(::fileno(_file), &st) == 0)
+        shrank = static_cast<size_t>(st.st_size) < _mappedSize;
+    if (shrank)
+        throw HostError(_path + ": the file shrank while it was being read (was it changed by another program?)");
 }
 
 bool CsvRecordReader::Fill()
@@ -230,12 +317,16 @@ bool CsvRecordReader::Next()
     }
     while (true) {
         if (_pos == _end) {
+            CheckNotShrunk(true);
             if (_eof && !_atStart) return false;
             Fill();
             continue;
         }
         Parse r = ParseRecord();
-        if (r == Parse::kRecord) return true;
+        if (r == Parse::kRecord) {
+            CheckNotShrunk();
+            return true;
+        }
         if (r == Parse::kNeedMore) Fill();
     }
 }

@@ -62,6 +62,9 @@ public:
     // The physical line (1-based) on which the current record starts.
     long long Line() const { return _recordLine; }
     const std::string& Path() const { return _path; }
+    // Throws HostError "path:line: what" for the current record, or the
+    // message that the file shrank under the reader when that is the cause.
+    [[noreturn]] void FailRecord(const std::string& what) const { Fail(_recordLine, what); }
 
     // A longer record is taken for a runaway quoted field.
     static constexpr size_t kMaxRecordBytes = size_t{256} << 20;
@@ -72,6 +75,9 @@ private:
     [[gnu::noinline]] void GrowFields();
     bool Fill();
     [[noreturn]] void Fail(long long line, const std::string& what) const;
+    // Throws when the mapped file shrank under the reader (CsvReader.cpp);
+    // `askTheFile` also compares its size now, which costs a system call.
+    void CheckNotShrunk(bool askTheFile = false) const;
 
     std::string _path;
     char _delimiter;
@@ -84,6 +90,7 @@ private:
     static constexpr size_t kMapReleaseBytes = size_t{4} << 20;
     const char* _mapped = nullptr;
     size_t _mappedSize = 0;
+    int _guard = -1;  // the mapping's slot in the SIGBUS guard
     size_t _released = 0;
     size_t _pos = 0;  // start of the unconsumed input
     size_t _end = 0;  // end of the valid bytes

@@ -8,6 +8,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -165,6 +166,33 @@ TEST(HostCsv, LargeMappedFileReadsAsASmallOne)
     EXPECT_EQ(Text(*ds, rows, 1), "a,b");
     // Each record spans two lines; the header is line 1.
     EXPECT_EQ(LoadError(text + "1,2\n"), "err.csv:" + std::to_string(2 * rows + 2) + ": expected 3 fields, found 2");
+}
+
+// A mapped file cut short by another program while it is read: an error
+// naming the file, not a bus error, on the reading thread as on this one.
+TEST(HostCsv, MappedFileThatShrinksIsAnError)
+{
+    std::string text = "id,x\n";
+    while (text.size() < (size_t{6} << 20)) text += std::to_string(text.size()) + ",1.5\n";
+    for (bool streamed : {false, true}) {
+        const std::string path = kvtest::WriteTempFile("shrinking.csv", text);
+        std::string message;
+        try {
+            if (streamed) {
+                CsvCaseIterator cases(path, nullptr, CsvColumns::Indices({0, 1}));
+                for (int i = 0; cases.Next(); ++i)
+                    if (i == 1000) std::filesystem::resize_file(path, 4096 * 3 + 100);
+            } else {
+                CsvRecordReader reader(path, CsvOptions());
+                for (int i = 0; reader.Next(); ++i)
+                    if (i == 1000) std::filesystem::resize_file(path, 4096 * 300 + 100);
+            }
+        } catch (const HostError& e) {
+            message = e.what();
+        }
+        EXPECT_EQ(message, path + ": the file shrank while it was being read (was it changed by another program?)")
+            << (streamed ? "streamed" : "read here");
+    }
 }
 
 TEST(HostCsv, InferenceOfTypesAndWidths)
