@@ -11,7 +11,9 @@
 #include "CellStatistics.h"
 #include "CsvLoader.h"
 #include "CubeAggregator.h"
+#include "HashtablePair.h"
 #include "HostError.h"
+#include "KvAssert.h"
 #include "TableDimension.h"
 #include "UserError.h"
 
@@ -289,13 +291,14 @@ void TableBuilder::SetSorting(TableBuild& build)
     }
 }
 
-long long TableBuilder::Feed(ProgressSink* progress)
+long long TableBuilder::Feed(ProgressSink* progress, const MemoryLimit& limit)
 {
     long long skipped = 0;
     const int w = _request.weightIndex;
     const VESK_Variable* weight = w >= 0 ? _source.GetVariable(w) : nullptr;
     const auto* csv = dynamic_cast<const CsvCaseIterator*>(&_cases);
     unsigned long long n = 0;
+    HeapWatch heap(limit);
     try {
         while (_cases.Next()) {
             if (weight) {
@@ -306,14 +309,38 @@ long long TableBuilder::Feed(ProgressSink* progress)
                 }
             }
             _table->AddNewCase();
-            if (progress && csv && (++n & 0xfff) == 0) progress->Update(static_cast<std::uint64_t>(csv->GetLine()));
+            ++n;
+            if (progress && csv && (n & 0xfff) == 0) progress->Update(static_cast<std::uint64_t>(csv->GetLine()));
+            if (heap.Exceeded()) OutOfMemory(limit, n, false);
         }
     } catch (const HostError& e) {
         throw UserError(e.what());
+    } catch (const std::bad_alloc&) {
+        // The limit was set above what the machine could give (or one case
+        // asked for more than the rest of it): the same answer, said so.
+        OutOfMemory(limit, n, true);
     }
     if (progress) progress->Finish();
     _table->CompleteCases();
     return skipped;
+}
+
+void TableBuilder::OutOfMemory(const MemoryLimit& limit, unsigned long long cases, bool ranOut) const
+{
+    const TableBuild* largest = nullptr;
+    int most = -1;
+    for (const TableBuild& b : _builds) {
+        const KvAggrHashtablePair* cells = b.cube->GetCubeAggregator()->GetCells();
+        const int count = cells ? cells->size() : 0;
+        if (count > most) most = count, largest = &b;
+    }
+    KV_ASSERT(largest);  // a request holds at least one table
+    const std::string where = "after " + FormatCount(cases) + (cases == 1 ? " case" : " cases");
+    const std::string what = ranOut ? "memory ran out " + where + ", below " + limit.Describe()
+                                    : "the tables reached " + limit.Describe() + " " + where;
+    throw UserError(what + ": table " + Quote(largest->request->title) + " holds " +
+                    FormatCount(static_cast<unsigned long long>(most)) + (most == 1 ? " cell " : " cells ") +
+                    limit.Advice());
 }
 
 }  // namespace kvtables

@@ -15,6 +15,7 @@
 
 #include "AggregationTable.h"
 #include "AggregationVariable.h"
+#include "MemoryLimit.h"
 #include "ParsedCategory.h"
 #include "ProgressSink.h"
 #include "Request.h"
@@ -47,7 +48,8 @@ public:
     // Reads every case and completes the tables; returns the number of cases
     // left out for a missing, zero or negative weight. Throws UserError when
     // the data turn out to be malformed while they are read.
-    long long Feed(ProgressSink* progress);
+    // Stops with a UserError once the heap passes `limit`.
+    long long Feed(ProgressSink* progress, const MemoryLimit& limit);
 
     const Request& GetRequest() const { return _request; }
     VESK_DataSource& GetDataSource() const { return _source; }
@@ -59,6 +61,7 @@ private:
     void BuildCube(TableBuild& build);
     void SetStatistics(TableBuild& build);
     void SetSorting(TableBuild& build);
+    [[noreturn]] void OutOfMemory(const MemoryLimit& limit, unsigned long long cases, bool ranOut) const;
 
     const Request& _request;
     VESK_InputCaseIterator& _cases;

@@ -82,8 +82,8 @@ std::vector<std::vector<int>> Combinations(const std::vector<size_t>& sizes)
 
 class Reader {
 public:
-    Reader(const TableBuilder& builder, const TableBuild& build)
-        : _request(builder.GetRequest()), _source(builder.GetDataSource()), _build(build)
+    Reader(const TableBuilder& builder, const TableBuild& build, const MemoryLimit& limit)
+        : _request(builder.GetRequest()), _source(builder.GetDataSource()), _build(build), _limit(limit)
     {
     }
 
@@ -93,10 +93,13 @@ private:
     ResultAxisVariable ReadAxis(AggregationVariable* desc, const AxisEntry& entry,
                                 std::vector<const AggregationCategory*>& categories);
     bool BaseHasCases(const std::vector<const AggregationCategory*>& key, int baseType);
+    void CheckSize(const std::string& title, const std::vector<std::vector<const AggregationCategory*>>& dimCats,
+                   size_t nr, size_t nc) const;
 
     const Request& _request;
     VESK_DataSource& _source;
     const TableBuild& _build;
+    const MemoryLimit& _limit;
     // Whether a percentage base holds cases, by base type and the categories
     // of the dimensions the base holds: empty cells share few bases.
     std::map<std::pair<int, std::vector<const AggregationCategory*>>, bool> _occupied;
@@ -171,6 +174,38 @@ ResultAxisVariable Reader::ReadAxis(AggregationVariable* desc, const AxisEntry& 
 }
 
 
+// Every combination of categories is shown, occupied or not, so a table's
+// size is the product of its category counts, whatever the data held: refuse
+// before laying out more than the memory can take.
+void Reader::CheckSize(const std::string& title, const std::vector<std::vector<const AggregationCategory*>>& dimCats,
+                       size_t nr, size_t nc) const
+{
+    // Saturating products: 22 nested variables overflow any integer.
+    auto product = [&dimCats](size_t first, size_t last) {
+        long double p = 1;
+        for (size_t i = first; i < last; ++i) p *= static_cast<long double>(dimCats[i].size());
+        return p;
+    };
+    const long double rows = product(0, nr), columns = product(nr, nc + nr), layers = product(nr + nc, dimCats.size());
+    const size_t statistics = std::max(_build.cellStats.size(), _build.totalStats.size());
+    const long double values = rows * columns * layers * static_cast<long double>(statistics);
+    // A result cell with its category vectors, and about as much again twice
+    // over for the rendered output and its copies.
+    const size_t vectors = (nr > 0) + (nc > 0) + (dimCats.size() > nr + nc);
+    const long double bytes = values * 3 * static_cast<long double>(sizeof(ResultCell) + 32 * vectors);
+    if (bytes + static_cast<long double>(_limit.Used()) <= static_cast<long double>(_limit.bytes)) return;
+    auto count = [](long double n) {
+        return n < 1e19L ? FormatCount(static_cast<unsigned long long>(n)) : FormatFixed(static_cast<double>(n), 0);
+    };
+    std::string shape = count(rows) + (rows == 1 ? " row" : " rows") + " by " + count(columns) +
+                        (columns == 1 ? " column" : " columns");
+    if (dimCats.size() > nr + nc) shape += " in " + count(layers) + (layers == 1 ? " layer" : " layers");
+    shape += " by " + count(statistics) + (statistics == 1 ? " statistic" : " statistics");
+    const std::string need = bytes < 1e18L ? "about " + FormatMemorySize(static_cast<size_t>(bytes)) : "more than an exabyte";
+    throw UserError("table " + Quote(title) + " has " + count(values) + " values to show (" + shape + "), " + need +
+                    ": beyond " + _limit.Describe() + " " + _limit.Advice());
+}
+
 ResultTable Reader::Read()
 {
     const TableBuild& build = _build;
@@ -212,6 +247,7 @@ ResultTable Reader::Read()
         return sizes;
     };
     const size_t nr = build.rows.size(), nc = build.columns.size(), nl = build.layers.size();
+    CheckSize(out.title, dimCats, nr, nc);
     const auto rowCombos = Combinations(sizesOf(0, nr));
     const auto colCombos = Combinations(sizesOf(nr, nc));
     const auto layerCombos = Combinations(sizesOf(nr + nc, nl));
@@ -316,9 +352,13 @@ bool Reader::BaseHasCases(const std::vector<const AggregationCategory*>& key, in
     CubeAggregator* agg = _build.cube->GetCubeAggregator();
     std::vector<const AggregationCategory*> probe(key.size());
     bool found = false;
-    for (const auto& combo : Combinations(sizes)) {
-        for (size_t i = 0; i < probe.size(); ++i) probe[i] = choices[i][static_cast<size_t>(combo[i])];
-        if ((found = agg->GetCellStatus(probe, -1))) break;
+    // Walked, not listed: the combinations can outnumber the memory.
+    std::vector<size_t> at(sizes.size(), 0);
+    if (std::find(sizes.begin(), sizes.end(), size_t{0}) == sizes.end()) {
+        do {
+            for (size_t i = 0; i < probe.size(); ++i) probe[i] = choices[i][at[i]];
+            found = agg->GetCellStatus(probe, -1);
+        } while (!found && Advance(at, sizes));
     }
     _occupied.emplace(std::move(base), found);
     return found;
@@ -326,6 +366,9 @@ bool Reader::BaseHasCases(const std::vector<const AggregationCategory*>& key, in
 
 }  // namespace
 
-ResultTable ReadTable(const TableBuilder& builder, const TableBuild& build) { return Reader(builder, build).Read(); }
+ResultTable ReadTable(const TableBuilder& builder, const TableBuild& build, const MemoryLimit& limit)
+{
+    return Reader(builder, build, limit).Read();
+}
 
 }  // namespace kvtables

@@ -10,7 +10,8 @@
 
 namespace kvtables {
 
-ResultTable ReadTable(const TableBuilder& builder, const TableBuild& build);
+// Throws UserError when the table's layout would pass `limit`.
+ResultTable ReadTable(const TableBuilder& builder, const TableBuild& build, const MemoryLimit& limit);
 
 }  // namespace kvtables
 

@@ -10,8 +10,10 @@
 
 namespace kvtables {
 
-// Throws UserError when the data turn out to be malformed while they are read.
-ResultSet RunTables(const Request& request, VESK_InputCaseIterator& cases, ProgressSink* progress = nullptr);
+// Throws UserError when the data turn out to be malformed while they are
+// read, or when the tables would take more memory than `limit`.
+ResultSet RunTables(const Request& request, VESK_InputCaseIterator& cases, ProgressSink* progress = nullptr,
+                    const MemoryLimit& limit = MemoryLimit());
 
 }  // namespace kvtables
 

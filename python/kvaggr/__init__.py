@@ -112,7 +112,7 @@ def _frame_columns(frame, used):
     return names, columns
 
 
-def run(request, data=None, dictionary=None):
+def run(request, data=None, dictionary=None, max_memory=None):
     """Computes the tables of a kvtables request.
 
     request: the request as a dict (named "request" in messages; "data" and "dictionary" optional) or the
@@ -120,6 +120,8 @@ def run(request, data=None, dictionary=None):
     data: a pandas DataFrame, or None to read the request's "data" file as kvtables does.
     dictionary: a dict in the dictionary format (named "dictionary" in messages), or None for the
         request's "dictionary" file, or when it has none, types inferred from the data.
+    max_memory: stop with a RequestError once the tables need more memory than this: a number of bytes
+        or a text such as "4G" (default: three quarters of the memory available).
     Raises RequestError (a ValueError) with the message kvtables prints for any mistake in these.
     """
     if data is not None and not isinstance(data, pd.DataFrame):
@@ -131,11 +133,12 @@ def run(request, data=None, dictionary=None):
         # Any other value is the request's JSON, checked as a file's would be.
         parsed = _kvaggr.parse_request(_json(request), "request", "", data_required)
     dictionary_text = None if dictionary is None else _json(dictionary)
+    limit = None if max_memory is None else str(max_memory)
     if data is None:
-        raw = _kvaggr.run_csv(parsed, dictionary_text)
+        raw = _kvaggr.run_csv(parsed, dictionary_text, limit)
     else:
         names, columns = _frame_columns(data, set(parsed.names_used))
-        raw = _kvaggr.run_frame(parsed, len(data), names, columns, dictionary_text)
+        raw = _kvaggr.run_frame(parsed, len(data), names, columns, dictionary_text, limit)
     for message in raw["warnings"]:
         warnings.warn(message, RequestWarning, stacklevel=2)
     return Result(raw)

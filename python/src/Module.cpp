@@ -127,24 +127,28 @@ py::dict Results(const ResultSet& results, const Request& request)
 
 // The engine run itself touches no Python object: the frame's arrays stay
 // referenced by the caller, so other threads may run meanwhile.
-ResultSet Run(const Request& request, VESK_InputCaseIterator& cases)
+ResultSet Run(const Request& request, VESK_InputCaseIterator& cases, const std::optional<std::string>& maxMemory)
 {
+    kvtables::MemoryLimit limit;
+    limit.setting = "max_memory";
+    if (maxMemory) limit.bytes = kvtables::ParseMemorySize(*maxMemory, "max_memory");
     py::gil_scoped_release release;
-    return kvtables::RunTables(request, cases);
+    return kvtables::RunTables(request, cases, nullptr, limit);
 }
 
-py::dict RunCsv(const Request& parsed, const std::optional<std::string>& dictionaryText)
+py::dict RunCsv(const Request& parsed, const std::optional<std::string>& dictionaryText,
+               const std::optional<std::string>& maxMemory)
 {
     Request request = parsed;
     kvtables::DataInput data = kvtables::OpenData(request, ReadDictionary(request, dictionaryText));
     kvtables::ValidateRequest(request, data.cases->GetDataSource(),
                               [&data](int varIndex) { return data.cases->WhyText(varIndex); });
     data.cases->SetWeightIndex(request.weightIndex);
-    return Results(Run(request, *data.cases), request);
+    return Results(Run(request, *data.cases, maxMemory), request);
 }
 
 py::dict RunFrame(const Request& parsed, size_t rows, const std::vector<std::string>& names, const py::dict& columns,
-                  const std::optional<std::string>& dictionaryText)
+                  const std::optional<std::string>& dictionaryText, const std::optional<std::string>& maxMemory)
 {
     Request request = parsed;
     const std::optional<DataDictionary> dictionary = ReadDictionary(request, dictionaryText);
@@ -152,7 +156,7 @@ py::dict RunFrame(const Request& parsed, size_t rows, const std::vector<std::str
     kvtables::ValidateRequest(request, *frame.dataset,
                               [&frame](int varIndex) { return frame.whyText[static_cast<size_t>(varIndex)]; });
     ColumnIterator cases(*frame.dataset, request.weightIndex);
-    return Results(Run(request, cases), request);
+    return Results(Run(request, cases, maxMemory), request);
 }
 
 }  // namespace
@@ -176,7 +180,7 @@ PYBIND11_MODULE(_kvaggr, m)
         .def_property_readonly("data", [](const Request& r) { return r.data; });
     m.def("parse_request", &kvtables::ParseRequest, "text"_a, "name"_a, "base_dir"_a, "data_required"_a);
     m.def("load_request", &kvtables::LoadRequest, "path"_a, "data_required"_a);
-    m.def("run_csv", &RunCsv, "request"_a, "dictionary"_a);
-    m.def("run_frame", &RunFrame, "request"_a, "rows"_a, "names"_a, "columns"_a, "dictionary"_a);
+    m.def("run_csv", &RunCsv, "request"_a, "dictionary"_a, "max_memory"_a);
+    m.def("run_frame", &RunFrame, "request"_a, "rows"_a, "names"_a, "columns"_a, "dictionary"_a, "max_memory"_a);
     m.attr("TEST_COLUMNS") = std::vector<std::string>(std::begin(kTestColumns), std::end(kTestColumns));
 }

@@ -88,3 +88,14 @@ def test_frames_without_names_or_data():
         kvaggr.run({"tables": [{"rows": ["region"]}]})
     with pytest.raises(TypeError):
         kvaggr.run({"tables": [{"rows": ["region"]}]}, FRAME.to_dict())
+
+
+def test_memory_limit():
+    ids = pd.DataFrame({"id": np.arange(200_000, dtype="float64")})
+    request = {"tables": [{"title": "Ids", "rows": ["id"]}]}
+    with pytest.raises(kvaggr.RequestError, match=r'^the tables reached the memory limit of 1\.0 MB after [0-9,]+ '
+                                                  r'cases: table "Ids" holds [0-9,]+ cells .*set max_memory\)$'):
+        kvaggr.run(request, ids, max_memory=1 << 20)
+    with pytest.raises(kvaggr.RequestError, match=r'^max_memory: "lots" is not a memory size'):
+        kvaggr.run(request, ids, max_memory="lots")
+    assert kvaggr.run(request, ids.head(3), max_memory="64M").tables[0].to_frame()["value"].tolist() == [1.0] * 3

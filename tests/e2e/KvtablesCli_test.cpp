@@ -2,6 +2,7 @@
 // a request, saved beside the data files of that directory and run, with its
 // exact standard error and exit status. The annotated request of the tool's
 // README must run as pasted.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -78,7 +79,10 @@ TEST(KvtablesCli, CommandLineMistakesAreUserErrors)
     const std::pair<std::string, std::string> runs[] = {
         {"", "kvtables: request is required (try --help)\n"},
         {valid + " --format xml", "kvtables: --format: xml not in {text,json,csv,html} (try --help)\n"},
-        {"nosuch.request.json", "nosuch.request.json: cannot open the file: No such file or directory\n"}};
+        {"nosuch.request.json", "nosuch.request.json: cannot open the file: No such file or directory\n"},
+        {valid + " --max-memory 1.5G",
+         "--max-memory: \"1.5G\" is not a memory size (a number of bytes, or with K, M, G or T)\n"},
+        {valid + " --max-memory 0", "--max-memory: \"0\" is not a memory size (a number of bytes, or with K, M, G or T)\n"}};
     for (const auto& [args, err] : runs) {
         const kvtest::ProgramRun run = kvtest::RunProgram(kTool, CaseDir(), args);
         EXPECT_EQ(run.status, 2) << args;
@@ -138,6 +142,47 @@ TEST(KvtablesCli, OutputIsWrittenWholeOrNotAtAll)
     for (const auto& entry : fs::directory_iterator(dir)) left.push_back(entry.path().filename());
     std::sort(left.begin(), left.end());
     EXPECT_EQ(left, (std::vector<std::string>{"err", "link.txt", "private.txt"}));
+}
+
+// A table's size is up to the data: the run stops, naming the table, before
+// it takes more memory than it may, while the cases stream in (cells) or
+// before it lays out a table too large to show.
+TEST(KvtablesCli, TablesStopAtTheMemoryLimit)
+{
+    const fs::path dir = kvtest::ProcessTempDir() + "size";
+    fs::create_directories(dir);
+    {
+        std::ofstream ids(dir / "ids.csv");
+        ids << "id,x,y\n";
+        for (int i = 0; i < 600000; ++i) ids << i << ',' << i % 1000 << ',' << i * 7 % 1000 << '\n';
+    }
+    std::ofstream(dir / "ids.request.json")
+        << R"({"data": "ids.csv", "tables": [{"title": "Ids", "rows": ["id"], "statistics": ["Count"]}]})";
+    std::ofstream(dir / "square.request.json")
+        << R"({"data": "ids.csv", "tables": [{"title": "Square", "rows": ["x"], "columns": ["y"]}]})";
+    const std::string cells = "the tables reached the memory limit of 1.0 MB after [0-9,]+ cases: table \"Ids\" holds "
+                              "[0-9,]+ cells \\(ask for fewer categories or variables, or set --max-memory\\)\n";
+    const std::string layout = "table \"Square\" has 1,000,000 values to show \\(1,000 rows by 1,000 columns by 1 "
+                               "statistic\\), about [0-9.]+ MB: beyond the memory limit of 10.0 MB \\(ask.*\\)\n";
+    // Under an address-space cap the default limit answers first.
+    const std::string capped = "the tables reached the memory limit of 100.0 MB after [0-9,]+ cases: table \"Ids\".*\n";
+    struct Run {
+        std::string prefix, args, expected;
+    };
+    std::vector<Run> runs = {{"", "ids.request.json --max-memory 1M", cells},
+                             {"", "square.request.json --max-memory 10M", layout}};
+#if !defined(__SANITIZE_ADDRESS__)
+    // The sanitizers reserve far more address space than any cap allows.
+    runs.push_back({"ulimit -v 204800 && ", "ids.request.json", capped});
+#endif
+    for (const Run& r : runs) {
+        const std::string command = "cd '" + dir.string() + "' && " + r.prefix + "'" + kTool.string() + "' " + r.args +
+                                    " >out 2>err";
+        const int raw = std::system(command.c_str());
+        EXPECT_EQ(WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, 2) << r.args;
+        EXPECT_EQ(kvtest::ReadText(dir / "out"), "") << r.args;
+        EXPECT_THAT(kvtest::ReadText(dir / "err"), ::testing::MatchesRegex(r.expected)) << r.args;
+    }
 }
 
 TEST(KvtablesCli, ReadmeRequestRunsAsPasted)

@@ -1,4 +1,4 @@
-// kvtables REQUEST.json [--format text|json|csv|html] [--output FILE]
+// kvtables REQUEST.json [--format text|json|csv|html] [--output FILE] [--max-memory SIZE]
 //
 // Reads a table request, checks it against the data's dictionary, computes
 // the tables and writes them. Every mistake in the user's input ends with a
@@ -16,6 +16,7 @@
 #include <CLI/CLI.hpp>
 
 #include "DataAccess.h"
+#include "MemoryLimit.h"
 #include "Output.h"
 #include "Renderers.h"
 #include "RequestParser.h"
@@ -49,6 +50,10 @@ int Run(int argc, char** argv)
     app.add_option("--format", format, "output format")
         ->check(CLI::IsMember({"text", "json", "csv", "html"}));
     app.add_option("--output", output, "write to this file instead of standard output");
+    std::string maxMemory;
+    app.add_option("--max-memory", maxMemory,
+                   "stop when the tables need more memory than this (bytes, or with K, M, G, T; default: "
+                   "three quarters of the memory available)");
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
@@ -58,7 +63,9 @@ int Run(int argc, char** argv)
         return kUserErrorStatus;
     }
 
+    kvtables::MemoryLimit limit;
     try {
+        if (!maxMemory.empty()) limit.bytes = kvtables::ParseMemorySize(maxMemory, "--max-memory");
         kvtables::Request request = kvtables::LoadRequest(requestPath);
         kvtables::DataInput data = kvtables::OpenData(request);
         kvtables::ValidateRequest(request, data.cases->GetDataSource(),
@@ -67,7 +74,7 @@ int Run(int argc, char** argv)
         data.cases->SetWeightIndex(request.weightIndex);
         const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(request.dataPath) : 0;
         kvtables::Progress progress("reading " + kvtables::Printable(request.data), lines);
-        kvtables::ResultSet results = kvtables::RunTables(request, *data.cases, &progress);
+        kvtables::ResultSet results = kvtables::RunTables(request, *data.cases, &progress, limit);
         // Rendered in full before the output file is opened, so that a
         // failure leaves no half-written file behind.
         const std::string text = kvtables::Render(results, format, kvtables::TerminalWidth(STDOUT_FILENO));
@@ -75,6 +82,9 @@ int Run(int argc, char** argv)
         return 0;
     } catch (const kvtables::UserError& e) {
         std::cerr << e.what() << "\n";
+        return kUserErrorStatus;
+    } catch (const std::bad_alloc&) {
+        std::cerr << "kvtables: memory ran out below " << limit.Describe() << " " << limit.Advice() << "\n";
         return kUserErrorStatus;
     }
 }
