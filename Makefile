@@ -1,9 +1,11 @@
 # make demo: install what is missing, build, run the main job on the bundled example.
 # make test: install what is missing, build, run every test.
+# make fuzz: install clang, build the fuzz harnesses in build-fuzz, run each for FUZZ_SECONDS.
 BUILD ?= build
 JOBS  ?= $(shell nproc 2>/dev/null || echo 2)
+FUZZ_SECONDS ?= 60
 
-.PHONY: all deps build test demo clean
+.PHONY: all deps build test demo fuzz clean
 
 all: build
 
@@ -23,5 +25,9 @@ demo: deps
 	@./scripts/build.sh $(BUILD) kvtables
 	@./scripts/demo.sh $(BUILD)
 
+fuzz:
+	@./scripts/install-deps.sh fuzz
+	@./tests/fuzz/run-fuzzers.sh build-fuzz $(FUZZ_SECONDS)
+
 clean:
-	rm -rf $(BUILD) build-asan
+	rm -rf $(BUILD) build-asan build-tsan build-fuzz

@@ -1,47 +1,17 @@
 #include "CellStatistics.h"
 
+#include "StatisticCatalogue.h"
+
 namespace TEC = TableEncryptionCodes;
 
 namespace {
 
-// Type t of a percentage family member (family base + 8t, t = 0 ... 6), or -1.
-int FamilyType(int code, int familyBase)
+// The accumulator kind of a primary code; 0 for codes without one (unknown
+// codes, holes of the group table).
+int AccumulatorOf(int primary)
 {
-    if (code < familyBase || code > familyBase + 8 * (CellStatistics::kNumPercentTypes - 1)) return -1;
-    if ((code - familyBase) % 8 != 0) return -1;
-    return (code - familyBase) / 8;
-}
-
-bool InFamily(int code, int familyBase) { return FamilyType(code, familyBase) >= 0; }
-
-// First codes of the percentage families.
-enum FamilyBase {
-    kCountPctFam = 10,
-    kUCountPctFam = 14,
-    kValidNPctFam = 66,
-    kUValidNPctFam = 70,
-    kTotalNPctFam = 122,
-    kUTotalNPctFam = 126,
-    kSumPctFam = 233,
-    kUSumPctFam = 237,
-    kResponsesPctFam = 297,
-    kUResponsesPctFam = 301,
-    kResponsesCountPctFam = 353,
-    kUResponsesCountPctFam = 357,
-    kCountResponsesPctFam = 409,
-    kUCountResponsesPctFam = 413
-};
-
-bool IsWeightedMapCode(int p)
-{
-    return p == TEC::kMedian || p == TEC::kGroupedMedian || p == TEC::kMode || p == TEC::kMedianCI ||
-           p == TEC::kPtile || p == TEC::kGroupedPtile;
-}
-
-bool IsUnweightedMapCode(int p)
-{
-    return p == TEC::kUMedian || p == TEC::kUGroupedMedian || p == TEC::kUMode || p == TEC::kUMedianCI ||
-           p == TEC::kUPtile || p == TEC::kUGroupedPtile;
+    const StatisticCatalogue::Entry* e = StatisticCatalogue::Find(primary);
+    return e ? e->accumulator : 0;
 }
 
 }  // namespace
@@ -97,28 +67,30 @@ void CellStatistics::SetFixedStats()
     if (_effectiveBase) _keepUnweighted = true;
     for (const AggregationStatistic& stat : _statistics) {
         const int p = stat.GetPrimaryStatistic();
-        if (InFamily(p, kValidNPctFam) || p == TEC::kValidN || p == TEC::kEValidN) {
-            if (_categorical) _fixedStats[kFixedValidN] = true;
-        } else if (InFamily(p, kUValidNPctFam) || p == TEC::kUValidN) {
-            if (_categorical) _fixedStats[kFixedValidN] = true;
-            _keepUnweighted = true;
-        } else if (InFamily(p, kTotalNPctFam) || p == TEC::kTotalN || p == TEC::kETotalN) {
-            if (_categorical) _fixedStats[kFixedTotalN] = true;
-        } else if (InFamily(p, kUTotalNPctFam) || p == TEC::kUTotalN) {
-            if (_categorical) _fixedStats[kFixedTotalN] = true;
-            _keepUnweighted = true;
-        } else if (p == TEC::kMissingCount || p == TEC::kUMissingCount) {
+        const int a = AccumulatorOf(p);
+        switch (a) {
+        case TEC::kValidN:
+        case TEC::kUValidN:
+        case TEC::kEValidN:
             if (_categorical) {
-                _fixedStats[kFixedTotalN] = true;
                 _fixedStats[kFixedValidN] = true;
+                // A missing count is total N less valid N.
+                if (p == TEC::kMissingCount || p == TEC::kUMissingCount) _fixedStats[kFixedTotalN] = true;
             }
-            if (p == TEC::kUMissingCount) _keepUnweighted = true;
-        } else if (p == TEC::kResponses || InFamily(p, kResponsesPctFam) || InFamily(p, kResponsesCountPctFam)) {
+            break;
+        case TEC::kTotalN:
+        case TEC::kUTotalN:
+        case TEC::kETotalN:
+            if (_categorical) _fixedStats[kFixedTotalN] = true;
+            break;
+        case TEC::kResponses:
+        case TEC::kUResponses:
             _fixedStats[kFixedResponses] = true;
-        } else if (p == TEC::kUResponses || InFamily(p, kUResponsesPctFam) || InFamily(p, kUResponsesCountPctFam)) {
-            _fixedStats[kFixedResponses] = true;
-            _keepUnweighted = true;
+            break;
+        default:
+            break;
         }
+        if (a == TEC::kUValidN || a == TEC::kUTotalN || a == TEC::kUResponses) _keepUnweighted = true;
     }
 }
 
@@ -159,104 +131,79 @@ void CellStatistics::SetUpdateStats()
         const AggregationStatistic& stat = _statistics[i];
         const int p = stat.GetPrimaryStatistic();
         const int conf = stat.GetConfSubType();
-        int u = 0;
+        const int a = AccumulatorOf(p);
+        int u = a;
         int first = -1;
         int taken = 0;
-        int accKind = 0;      // per-case work beyond the fixed blocks
+        int accKind = 0;  // per-case work beyond the fixed blocks
         bool fourSlots = false;
 
-        if (p == TEC::kNoStatistic) {
-            // nothing
-        } else if (p == TEC::kCount || InFamily(p, kCountPctFam) || InFamily(p, kCountResponsesPctFam)) {
-            u = TEC::kCount;
+        switch (a) {
+        case TEC::kCount:
+        case TEC::kECount:
             first = 0;
-        } else if (p == TEC::kUCount || InFamily(p, kUCountPctFam) || InFamily(p, kUCountResponsesPctFam)) {
-            u = TEC::kUCount;
+            break;
+        case TEC::kUCount:
             first = 1;
-        } else if (p == TEC::kECount) {
-            u = TEC::kECount;
-            first = 0;
-        } else if (InFamily(p, kValidNPctFam) || p == TEC::kMissingCount || p == TEC::kValidN ||
-                   p == TEC::kEValidN) {
-            u = (p == TEC::kEValidN) ? TEC::kEValidN : TEC::kValidN;
+            break;
+        case TEC::kValidN:
+        case TEC::kEValidN:
+        case TEC::kUValidN:
             if (_categorical) {
-                first = _fixedPos[kFixedValidN];
+                first = _fixedPos[kFixedValidN] + (a == TEC::kUValidN ? 1 : 0);
             } else {
                 first = s;
                 taken = 2;
-                accKind = TEC::kValidN;
+                accKind = (a == TEC::kUValidN) ? TEC::kUValidN : TEC::kValidN;
             }
-        } else if (InFamily(p, kUValidNPctFam) || p == TEC::kUMissingCount || p == TEC::kUValidN) {
-            u = TEC::kUValidN;
-            if (_categorical) {
-                first = _fixedPos[kFixedValidN] + 1;
-            } else {
-                first = s;
-                taken = 2;
-                accKind = TEC::kUValidN;
-            }
-        } else if (InFamily(p, kTotalNPctFam) || p == TEC::kTotalN || p == TEC::kETotalN) {
+            break;
+        case TEC::kTotalN:
+        case TEC::kETotalN:
+        case TEC::kUTotalN:
             // In a scale layout every case counts towards total N, so the
             // slot is recorded but the count is read instead.
-            u = (p == TEC::kETotalN) ? TEC::kETotalN : TEC::kTotalN;
-            first = _categorical ? _fixedPos[kFixedTotalN] : s;
-        } else if (InFamily(p, kUTotalNPctFam) || p == TEC::kUTotalN) {
-            u = TEC::kUTotalN;
-            first = _categorical ? _fixedPos[kFixedTotalN] + 1 : s;
-        } else if (p == TEC::kMaximum || p == TEC::kMinimum) {
-            u = p;
+            first = _categorical ? _fixedPos[kFixedTotalN] + (a == TEC::kUTotalN ? 1 : 0) : s;
+            break;
+        case TEC::kMaximum:
+        case TEC::kMinimum:
             first = s;
             taken = 1;
-            accKind = p;
-        } else if (p == TEC::kRange) {
-            u = p;
+            accKind = a;
+            break;
+        case TEC::kRange:
+        case TEC::kCountLT:
+        case TEC::kUCountLT:
             first = s;
             taken = 2;
-            accKind = p;
-        } else if (p == TEC::kMean || p == TEC::kSum || InFamily(p, kSumPctFam)) {
-            u = TEC::kMean;
+            accKind = a;
+            break;
+        case TEC::kMean:
+        case TEC::kUMean:
             first = s;
             fourSlots = (conf != TEC::kConfValue);
             taken = fourSlots ? 4 : 2;
-            accKind = u;
-        } else if (p == TEC::kUMean || p == TEC::kUSum || InFamily(p, kUSumPctFam)) {
-            u = TEC::kUMean;
-            first = s;
-            fourSlots = (conf != TEC::kConfValue);
-            taken = fourSlots ? 4 : 2;
-            accKind = u;
-        } else if (p == TEC::kVariance || p == TEC::kStdDev || p == TEC::kSumSqDeviation || p == TEC::kMeanSE) {
-            u = TEC::kVariance;
+            accKind = a;
+            break;
+        case TEC::kVariance:
+        case TEC::kUVariance:
             first = s;
             taken = 4;
             fourSlots = true;
-            accKind = TEC::kMean;
-        } else if (p == TEC::kUVariance || p == TEC::kUStdDev || p == TEC::kUMeanSE) {
-            u = TEC::kUVariance;
-            first = s;
-            taken = 4;
-            fourSlots = true;
-            accKind = TEC::kUMean;
-        } else if (IsWeightedMapCode(p)) {
-            u = SetFrequencyTable(i, true);
+            accKind = (a == TEC::kVariance) ? TEC::kMean : TEC::kUMean;
+            break;
+        case TEC::kMedian:
+        case TEC::kUMedian:
+            u = SetFrequencyTable(i, a == TEC::kMedian);
             first = s;
             accKind = u;
-        } else if (IsUnweightedMapCode(p)) {
-            u = SetFrequencyTable(i, false);
-            first = s;
-            accKind = u;
-        } else if (p == TEC::kResponses || InFamily(p, kResponsesPctFam) || InFamily(p, kResponsesCountPctFam)) {
-            u = TEC::kResponses;
-            first = _fixedPos[kFixedResponses];
-        } else if (p == TEC::kUResponses || InFamily(p, kUResponsesPctFam) ||
-                   InFamily(p, kUResponsesCountPctFam)) {
-            u = TEC::kUResponses;
-            first = _fixedPos[kFixedResponses] + 1;
-        } else if (p >= TEC::kPctLT && p <= TEC::kUCountGTLT) {
-            u = ((p - TEC::kPctLT) % 2 == 0) ? TEC::kCountLT : TEC::kUCountLT;
-            first = s;
-            taken = 2;
-            accKind = u;
+            break;
+        case TEC::kResponses:
+        case TEC::kUResponses:
+            first = _fixedPos[kFixedResponses] + (a == TEC::kUResponses ? 1 : 0);
+            break;
+        default:
+            u = 0;
+            break;
         }
 
         _baseUpdateStats[i] = u;
@@ -335,21 +282,12 @@ void CellStatistics::GetBaseStats(std::vector<AggregationStatistic>& baseStats, 
 {
     if (t < 0 || t >= kNumPercentTypes) return;
     for (int i = 0; i < _numStatistics; ++i) {
-        const int p = _statistics[i].GetPrimaryStatistic();
-        if (FamilyType(p, kCountPctFam) == t || FamilyType(p, kUCountPctFam) == t ||
-            FamilyType(p, kValidNPctFam) == t || FamilyType(p, kUValidNPctFam) == t ||
-            FamilyType(p, kTotalNPctFam) == t || FamilyType(p, kUTotalNPctFam) == t ||
-            FamilyType(p, kSumPctFam) == t || FamilyType(p, kUSumPctFam) == t) {
-            UpdateBaseIndex(i, baseStats, baseVars, k);
-        } else if (FamilyType(p, kResponsesPctFam) == t || FamilyType(p, kCountResponsesPctFam) == t) {
-            UpdateMRSetBaseIndex(i, TEC::kResponses, baseStats, baseVars, k);
-        } else if (FamilyType(p, kUResponsesPctFam) == t || FamilyType(p, kUCountResponsesPctFam) == t) {
-            UpdateMRSetBaseIndex(i, TEC::kUResponses, baseStats, baseVars, k);
-        } else if (FamilyType(p, kResponsesCountPctFam) == t) {
-            UpdateMRSetBaseIndex(i, TEC::kCount, baseStats, baseVars, k);
-        } else if (FamilyType(p, kUResponsesCountPctFam) == t) {
-            UpdateMRSetBaseIndex(i, TEC::kUCount, baseStats, baseVars, k);
-        }
+        const StatisticCatalogue::Entry* e = StatisticCatalogue::Find(_statistics[i].GetPrimaryStatistic());
+        if (e == nullptr || e->baseType != t || e->member != TEC::kConfValue) continue;
+        // Counts, valid N, total N and sums divide by the same statistic of
+        // the base cell; responses percentages by the set's responses or count.
+        if (e->denominator == 0) UpdateBaseIndex(i, baseStats, baseVars, k);
+        else UpdateMRSetBaseIndex(i, e->denominator, baseStats, baseVars, k);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "KvaDistFun.h"
+#include "StatisticCatalogue.h"
 
 namespace TEC = TableEncryptionCodes;
 
@@ -12,13 +13,19 @@ namespace {
 constexpr double kSysmis = CubeStatistics::sysmis;
 constexpr double kMaxDouble = CubeStatistics::MAX_DOUBLE;
 
+const StatisticCatalogue::Entry& EntryOf(int p)
+{
+    static const StatisticCatalogue::Entry none{};
+    const StatisticCatalogue::Entry* e = StatisticCatalogue::Find(p);
+    return e ? *e : none;
+}
+
+// A sum (or sum percentage) reads the mean's accumulator and scales it by the
+// sum of weights.
 bool IsSumCode(int p)
 {
-    if (p == TEC::kSum || p == TEC::kUSum) return true;
-    for (int t = 0; t < CellStatistics::kNumPercentTypes; ++t) {
-        if (p == TEC::kSumPct0 + 8 * t || p == TEC::kUSumPct0 + 8 * t) return true;
-    }
-    return false;
+    const int a = EntryOf(p).accumulator;
+    return (a == TEC::kMean || a == TEC::kUMean) && p != TEC::kMean && p != TEC::kUMean;
 }
 
 bool IsConfMember(int conf)
@@ -390,8 +397,7 @@ AggregationResult CellValues::MapValue(int i, bool alternative) const
     const int m = _cellStats.GetFreqIndex()[i];
     if (m < 0 || m >= NumOfFreqTables()) return AggregationResult();
     const KvFreqTable& map = FreqTables()[m];
-    const bool weightedMap = (p == TEC::kMedian || p == TEC::kGroupedMedian || p == TEC::kMode ||
-                              p == TEC::kMedianCI || p == TEC::kPtile || p == TEC::kGroupedPtile);
+    const bool weightedMap = EntryOf(p).weighting == StatisticCatalogue::Weighting::kWeighted;
     // The sum of squared weights of the cell's cases stands for the map's.
     const double sumSq = (weightedMap && _effective) ? Values()[kECountPos] : kSysmis;
     const double level = GetConfLevel();
@@ -501,8 +507,7 @@ AggregationResult CellValues::GetStatisticValue(int i, bool alternative, bool ef
         return (vi < 0) ? AggregationResult() : AggregationResult(v[vi]);
     case TEC::kCountLT:
     case TEC::kUCountLT: {
-        const int member = (p - TEC::kPctLT) % 4;
-        if (member >= 2) return AggregationResult(v[vi + 1]);
+        if (EntryOf(p).kind == StatisticCatalogue::Kind::kCount) return AggregationResult(v[vi + 1]);
         if (!(v[vi] > 0.0)) return AggregationResult();
         return AggregationResult(v[vi + 1] / v[vi] * 100.0);
     }

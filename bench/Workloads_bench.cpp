@@ -129,10 +129,8 @@ long long CellsOf(const kvtables::ResultSet& results)
 {
     long long cells = 0;
     for (const kvtables::ResultTable& t : results.tables) {
-        long long n = 1;
-        for (const auto* axis : {&t.rows, &t.columns, &t.layers})
-            for (const kvtables::ResultAxisVariable& v : *axis) n *= static_cast<long long>(v.categories.size());
-        cells += n;
+        const kvtables::TableGrid grid(t);
+        cells += static_cast<long long>(grid.RowCombos().size() * grid.ColumnCombos().size() * grid.LayerCombos().size());
     }
     return cells;
 }

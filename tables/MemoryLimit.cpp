@@ -11,14 +11,18 @@
 
 #include "UserError.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+// Under the address and thread sanitizers their own allocator serves every
+// allocation, and only it knows how much is in use.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define KVTABLES_SANITIZED_HEAP 1
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#include <sanitizer/allocator_interface.h>
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 #define KVTABLES_SANITIZED_HEAP 1
 #endif
+#endif
+#ifdef KVTABLES_SANITIZED_HEAP
+// The sanitizer runtimes export it; gcc ships no header that declares it.
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
 
 namespace kvtables {
@@ -26,7 +30,6 @@ namespace kvtables {
 std::size_t HeapInUse()
 {
 #ifdef KVTABLES_SANITIZED_HEAP
-    // The sanitizer's allocator serves every allocation, not glibc's.
     return __sanitizer_get_current_allocated_bytes();
 #else
     const struct mallinfo2 info = ::mallinfo2();

@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "AggregationStatistic.h"
+#include "StatisticCatalogue.h"
 #include "UserError.h"
 
 namespace kvtables {
@@ -26,8 +26,10 @@ const CategoryOptions& TableRequest::CategoriesOf(const std::string& name) const
 std::vector<const AxisEntry*> TableRequest::AllEntries() const
 {
     std::vector<const AxisEntry*> all;
-    for (const auto* axis : {&rows, &columns, &layers})
-        for (const auto& e : *axis) all.push_back(&e);
+    for (const auto* axis : {&rows, &columns})
+        for (const StackElement& element : *axis)
+            for (const AxisEntry& e : element.nest) all.push_back(&e);
+    for (const AxisEntry& e : layers) all.push_back(&e);
     return all;
 }
 
@@ -41,79 +43,44 @@ int Request::FindSet(const std::string& name) const
 namespace stats {
 
 namespace {
-bool StartsWith(const std::string& s, const char* prefix) { return s.rfind(prefix, 0) == 0; }
-bool Contains(const std::string& s, const char* part) { return s.find(part) != std::string::npos; }
-constexpr int kFirstRangeCode = TableEncryptionCodes::kPctLT;
-constexpr int kLastRangeCode = TableEncryptionCodes::kUCountGTLT;
+namespace Cat = StatisticCatalogue;
+
+// Unknown codes are nothing: they take, need and are nothing.
+const Cat::Entry& Of(int code)
+{
+    static const Cat::Entry none{};
+    const Cat::Entry* e = Cat::Find(code);
+    return e ? *e : none;
+}
 }  // namespace
 
-bool IsKnown(int code)
+bool IsKnown(int code) { return Of(code).requestable; }
+bool NeedsSummary(int code) { return Of(code).needs == Cat::Needs::kSummary; }
+bool IsResponses(int code) { return Of(code).needs == Cat::Needs::kResponses; }
+bool TakesCut(int code) { return Of(code).params & Cat::kCut; }
+bool TakesLevel(int code) { return Of(code).params & Cat::kLevel; }
+bool TakesLower(int code) { return Of(code).params & Cat::kLower; }
+bool TakesUpper(int code) { return Of(code).params & Cat::kUpper; }
+bool IsPercentage(int code) { return Of(code).kind == Cat::Kind::kPercentage; }
+bool IsCount(int code) { return Of(code).kind == Cat::Kind::kCount || Of(code).kind == Cat::Kind::kResponses; }
+
+int PercentBaseType(int code)
 {
-    using namespace TableEncryptionCodes;
-    if (code <= kNoStatistic || code > kLastRangeCode) return false;
-    StatisticCodes primary;
-    StatisticConf conf;
-    if (AggregationStatistic::GetStatPrimeAndConf(static_cast<StatisticCodes>(code), primary, conf)) return true;
-    // Singles that live outside the confidence-group table but are computed.
-    return code == kGroupedMedian || code == kUGroupedMedian || code >= kSumSqDeviation;
+    const Cat::Entry& e = Of(code);
+    return e.member == TableEncryptionCodes::kConfValue ? e.baseType : -1;
 }
 
-bool NeedsSummary(int code)
+std::string DefaultLabel(const StatisticRequest& s, double ciLevel)
 {
-    using namespace TableEncryptionCodes;
-    return (code >= kValidNPct0 && code < kResponses) || code >= kSumSqDeviation;
-}
-
-bool IsResponses(int code)
-{
-    return Contains(AggregationStatistic::GetStatisticName(code), "Responses");
-}
-
-bool TakesCut(int code)
-{
-    using namespace TableEncryptionCodes;
-    return (code >= kPtile && code < kPtile + 8) || code == kGroupedPtile || code == kUGroupedPtile;
-}
-
-bool TakesLevel(int code)
-{
-    return code == TableEncryptionCodes::kMedianCI || code == TableEncryptionCodes::kUMedianCI;
-}
-
-// The range family is 478 + 4g + m; comparisons 0, 1 (LT, LE) use the upper
-// limit, 2 to 4 (GT, GE, EQ) the lower one, 5 to 8 both.
-bool TakesLower(int code)
-{
-    if (code < kFirstRangeCode || code > kLastRangeCode) return false;
-    return (code - kFirstRangeCode) / 4 >= 2;
-}
-
-bool TakesUpper(int code)
-{
-    if (code < kFirstRangeCode || code > kLastRangeCode) return false;
-    int g = (code - kFirstRangeCode) / 4;
-    return g <= 1 || g >= 5;
-}
-
-bool IsPercentage(int code)
-{
-    return Contains(AggregationStatistic::GetStatisticName(code), "Pct");
-}
-
-bool IsCount(int code)
-{
-    if (IsPercentage(code)) return false;
-    const std::string name = AggregationStatistic::GetStatisticName(code);
-    for (const char* p : {"Count", "UCount", "ECount", "Responses", "UResponses", "ValidN", "UValidN", "EValidN",
-                          "TotalN", "UTotalN", "ETotalN", "MissingCount", "UMissingCount"})
-        if (StartsWith(name, p)) return true;
-    return false;
-}
-
-bool IsUnweighted(int code)
-{
-    const std::string name = AggregationStatistic::GetStatisticName(code);
-    return StartsWith(name, "U");
+    std::string label = Of(s.code).label;
+    const std::pair<const char*, std::optional<double>> params[] = {
+        {"{cut}", s.cut}, {"{lower}", s.lower}, {"{upper}", s.upper}, {"{level}", s.level.value_or(ciLevel)}};
+    for (const auto& [mark, value] : params) {
+        const size_t at = label.find(mark);
+        if (at != std::string::npos && value)
+            label.replace(at, std::string(mark).size(), Literal::Number(*value).Describe());
+    }
+    return label;
 }
 
 }  // namespace stats

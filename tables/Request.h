@@ -60,6 +60,8 @@ struct StatisticRequest {
     std::optional<double> lower;  // range family
     std::optional<double> upper;  // range family
     std::optional<double> level;  // median intervals, in percent (default: the request's ciLevel)
+    std::string label;            // words for people; empty: the statistic's own (stats::DefaultLabel)
+    std::optional<int> decimals;  // digits after the point; default: by the statistic and its variable
 };
 
 enum class ItemKind { Value, Range, Missing, Other, Subtotal, HiddenSubtotal, Variable };
@@ -105,11 +107,23 @@ struct AxisEntry {
     bool IsSet() const { return setIndex >= 0; }
 };
 
+// One element of a stacked axis: a nest of names, outermost first, or a
+// category that holds every case of the table (a banner's total column).
+struct StackElement {
+    std::string path;
+    std::vector<AxisEntry> nest;
+    bool total = false;
+    std::string totalLabel;
+};
+
 struct TableRequest {
     std::string path;
     std::string title;
-    std::vector<AxisEntry> rows, columns, layers;  // outermost first
-    std::string statisticsVariable;                // resolved to the default when not given
+    // An axis is a list of elements, one (a nest, perhaps empty) when it is
+    // not stacked; every pair of a row and a column element is a sub-table.
+    std::vector<StackElement> rows, columns;
+    std::vector<AxisEntry> layers;   // outermost first
+    std::string statisticsVariable;  // empty: each sub-table's default
     std::vector<StatisticRequest> statistics;         // default: Count, or Mean with a summary
     std::vector<StatisticRequest> totalStatistics;    // empty: the statistics
     std::string summary;                           // empty: categorical statistics only
@@ -120,8 +134,9 @@ struct TableRequest {
 
     // The options of an axis name (the defaults when the request has none).
     const CategoryOptions& CategoriesOf(const std::string& name) const;
-    // Every axis entry: rows, then columns, then layers.
+    // Every axis entry: rows, then columns (element by element), then layers.
     std::vector<const AxisEntry*> AllEntries() const;
+    bool Stacked() const { return rows.size() > 1 || columns.size() > 1 || rows[0].total || columns[0].total; }
 };
 
 struct Request {
@@ -146,9 +161,10 @@ struct Request {
     int FindSet(const std::string& name) const;
 };
 
-// What a statistic code is, for validation and display.
+// What a statistic code is, for validation and display: reads of the
+// engine's statistic catalogue.
 namespace stats {
-// A code that names a statistic the engine computes (holes of the code table excluded).
+// A code that can be requested (0 and the holes of the code table cannot).
 bool IsKnown(int code);
 // Needs the values of a summary variable (means, percentiles, valid N, ranges ...).
 bool NeedsSummary(int code);
@@ -162,7 +178,11 @@ bool TakesUpper(int code);
 bool IsPercentage(int code);
 // A count (weighted or not) or a responses count.
 bool IsCount(int code);
-bool IsUnweighted(int code);
+// The percentage base type (0 to 6) of a percentage of a group of cells, or
+// -1 (counts, summary statistics, a percentage's limits, range percentages).
+int PercentBaseType(int code);
+// The statistic's words with its parameters: "Percentile 25", "Median (90% CI)".
+std::string DefaultLabel(const StatisticRequest& s, double ciLevel);
 }  // namespace stats
 
 }  // namespace kvtables

@@ -60,7 +60,7 @@ StatisticRequest ReadStatistic(const JsonNode& j)
     StatisticRequest s;
     s.path = j.Pointer();
     const bool isObject = j.Value().is_object();
-    if (isObject) j.Object({"name", "cut", "lower", "upper", "level"});
+    if (isObject) j.Object({"name", "cut", "lower", "upper", "level", "label", "decimals"});
     const JsonNode name = isObject ? j.Get("name") : j;
     if (name.Value().is_string()) {
         s.code = AggregationStatistic::GetStatisticCode(name.String());
@@ -102,6 +102,9 @@ StatisticRequest ReadStatistic(const JsonNode& j)
     }
     if (s.lower && s.upper && *s.lower > *s.upper)
         j.Fail("lower " + FormatNumber(*s.lower) + " is greater than upper " + FormatNumber(*s.upper));
+    if (!isObject) return s;
+    if (auto label = j.Find("label")) s.label = label->NonEmptyString();
+    if (auto decimals = j.Find("decimals")) s.decimals = static_cast<int>(decimals->Integer(0, 15));
     return s;
 }
 
@@ -178,6 +181,34 @@ CategoryOptions ReadCategories(const JsonNode& j)
     return c;
 }
 
+// A list of names is one nest; a list of lists and {"total": label} objects
+// is a stack of such elements.
+std::vector<StackElement> ReadAxis(const JsonNode& a)
+{
+    const std::vector<JsonNode> items = a.Array("an array of names, or of name arrays and {\"total\": label}");
+    std::vector<StackElement> stack;
+    if (!items.empty() && items[0].Value().is_string()) {
+        stack.push_back(StackElement{a.Pointer(), {}, false, {}});
+        for (const JsonNode& name : items) stack[0].nest.push_back(AxisEntry{name.Pointer(), name.NonEmptyString()});
+        return stack;
+    }
+    for (const JsonNode& item : items) {
+        StackElement element{item.Pointer(), {}, false, {}};
+        if (item.Value().is_object()) {
+            item.Object({"total"});
+            element.total = true;
+            element.totalLabel = item.Get("total").NonEmptyString();
+        } else {
+            item.Expect(item.Value().is_array(), "a name array or {\"total\": label}");
+            for (const JsonNode& name : item.Array("an array of names"))
+                element.nest.push_back(AxisEntry{name.Pointer(), name.NonEmptyString()});
+            if (element.nest.empty()) item.Fail("a stacked element needs at least one name");
+        }
+        stack.push_back(std::move(element));
+    }
+    return stack;
+}
+
 TableRequest ReadTable(const JsonNode& j, size_t index)
 {
     j.Object({"title", "rows", "columns", "layers", "statisticsVariable", "statistics", "summary", "totalStatistics",
@@ -186,11 +217,15 @@ TableRequest ReadTable(const JsonNode& j, size_t index)
     t.path = j.Pointer();
     t.title = "Table " + std::to_string(index + 1);
     if (auto title = j.Find("title")) t.title = title->String();
-    for (auto [key, axis] : {std::pair{"rows", &t.rows}, {"columns", &t.columns}, {"layers", &t.layers}})
-        if (auto a = j.Find(key))
-            for (const JsonNode& name : a->Array("an array of names"))
-                axis->push_back(AxisEntry{name.Pointer(), name.NonEmptyString()});
-    if (t.rows.empty() && t.columns.empty()) j.Fail("a table needs at least one row or column variable");
+    for (auto [key, axis] : {std::pair{"rows", &t.rows}, {"columns", &t.columns}}) {
+        if (auto a = j.Find(key)) *axis = ReadAxis(*a);
+        if (axis->empty()) axis->push_back(StackElement{j.Pointer() + "/" + key, {}, false, {}});
+    }
+    if (auto a = j.Find("layers"))
+        for (const JsonNode& name : a->Array("an array of names"))
+            t.layers.push_back(AxisEntry{name.Pointer(), name.NonEmptyString()});
+    if (t.rows[0].nest.empty() && t.columns[0].nest.empty() && !t.rows[0].total && !t.columns[0].total)
+        j.Fail("a table needs at least one row or column variable");
     if (auto s = j.Find("statisticsVariable")) t.statisticsVariable = s->NonEmptyString();
     if (auto s = j.Find("summary")) t.summary = s->NonEmptyString();
     if (auto s = j.Find("statistics")) {

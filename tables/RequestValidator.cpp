@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <tuple>
 
 #include "AggregationStatistic.h"
 #include "UserError.h"
@@ -138,14 +139,29 @@ private:
 
     void ValidateTable(TableRequest& t)
     {
-        std::set<std::string> used;
+        // A name may stand in several elements of one axis, but only once in
+        // any sub-table: once in an element, never on both axes or a layer.
+        std::set<std::string> used, onRows, onColumns;
         bool hasSet = false;
-        for (auto* axis : {&t.rows, &t.columns, &t.layers}) {
-            for (auto& e : *axis) {
-                ResolveEntry(e);
-                if (!used.insert(e.name).second) Fail(e.path, Quote(e.name) + " is used twice on this table");
-                hasSet = hasSet || e.IsSet();
+        auto resolve = [&](AxisEntry& e, std::set<std::string>& inElement, const std::set<std::string>& elsewhere) {
+            ResolveEntry(e);
+            if (!inElement.insert(e.name).second || elsewhere.count(e.name))
+                Fail(e.path, Quote(e.name) + " is used twice on this table");
+            used.insert(e.name);
+            hasSet = hasSet || e.IsSet();
+        };
+        for (auto [axis, names, other] : {std::tuple{&t.rows, &onRows, &onColumns}, {&t.columns, &onColumns, &onRows}}) {
+            for (StackElement& element : *axis) {
+                std::set<std::string> inElement;
+                for (AxisEntry& e : element.nest) resolve(e, inElement, *other);
+                names->insert(inElement.begin(), inElement.end());
             }
+        }
+        std::set<std::string> inLayers;
+        for (AxisEntry& e : t.layers) {
+            std::set<std::string> onAxes = onRows;
+            onAxes.insert(onColumns.begin(), onColumns.end());
+            resolve(e, inLayers, onAxes);
         }
 
         if (!t.summary.empty()) {
@@ -157,13 +173,9 @@ private:
             t.summaryIndex = _dict.FindVariable(t.summary);
         }
 
-        if (!t.statisticsVariable.empty()) {
-            if (!used.count(t.statisticsVariable))
-                Fail(t.path + "/statisticsVariable",
-                     Quote(t.statisticsVariable) + " is not on this table's rows, columns or layers");
-        } else {
-            t.statisticsVariable = DefaultStatisticsVariable(t);
-        }
+        if (!t.statisticsVariable.empty() && !used.count(t.statisticsVariable))
+            Fail(t.path + "/statisticsVariable",
+                 Quote(t.statisticsVariable) + " is not on this table's rows, columns or layers");
 
         for (auto* list : {&t.statistics, &t.totalStatistics})
             for (const auto& s : *list) ValidateStatistic(t, s, hasSet);
@@ -175,16 +187,6 @@ private:
             if (!entry) Fail(options.path, Quote(name) + " is not on this table's rows, columns or layers");
             ValidateCategories(*entry, options);
         }
-    }
-
-    // The first multiple-response set among the table's variables, else the
-    // innermost row variable, else the innermost column variable.
-    std::string DefaultStatisticsVariable(const TableRequest& t) const
-    {
-        for (const AxisEntry* e : t.AllEntries())
-            if (e->IsSet()) return e->name;
-        if (!t.rows.empty()) return t.rows.back().name;
-        return t.columns.back().name;
     }
 
     void ValidateStatistic(const TableRequest& t, const StatisticRequest& s, bool hasSet) const

@@ -1,11 +1,13 @@
 #include "ResultSet.h"
 
+#include <algorithm>
 #include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 
 #include "Request.h"
+#include "StatisticCatalogue.h"
 
 namespace kvtables {
 
@@ -46,35 +48,70 @@ int ResultStatistic::Decimals() const
 
 int DisplayDecimals(int code, int weightDecimals, int variableDecimals)
 {
-    if (stats::IsPercentage(code)) return 1;
-    if (stats::IsCount(code)) return stats::IsUnweighted(code) ? 0 : weightDecimals;
-    using namespace TableEncryptionCodes;
-    // The moments and their errors and limits carry two more digits.
-    switch (code) {
-    case kMaximum: case kMinimum: case kRange:
-    case kMedian: case kMedianLCL: case kMedianUCL:
-    case kUMedian: case kUMedianLCL: case kUMedianUCL:
-    case kGroupedMedian: case kUGroupedMedian: case kMode: case kUMode:
-    case kMedianCI: case kUMedianCI:
-    case kPtile: case kPtileLCL: case kPtileUCL:
-    case kUPtile: case kUPtileLCL: case kUPtileUCL:
-    case kGroupedPtile: case kUGroupedPtile:
-    case kSum: case kUSum:
-        return variableDecimals;
-    default:
-        return variableDecimals + 2;
+    using Digits = StatisticCatalogue::Digits;
+    const StatisticCatalogue::Entry* e = StatisticCatalogue::Find(code);
+    switch (e ? e->digits : Digits::kVariablePlusTwo) {
+    case Digits::kWeight: return weightDecimals;
+    case Digits::kNone: return 0;
+    case Digits::kOne: return 1;
+    case Digits::kVariable: return variableDecimals;
+    case Digits::kVariablePlusTwo: return variableDecimals + 2;
     }
+    return variableDecimals + 2;
 }
 
+// Halves are rounded away from zero on the number as it reads, its shortest
+// decimal form: 494.5 shows as 495 and 2.675 as 2.68, as people round, where
+// rounding the binary value would give 494 (a tie, to even) and 2.67 (the
+// double just below 2.675).
 std::string FormatFixed(double v, int decimals)
 {
     if (IsMissingValue(v)) return ".";
     if (std::isinf(v)) return v > 0 ? "inf" : "-inf";
+    const size_t places = static_cast<size_t>(std::max(decimals, 0));
     char buf[400];
-    std::snprintf(buf, sizeof buf, "%.*f", decimals < 0 ? 0 : decimals, v);
-    std::string s = buf;
+    const auto res = std::to_chars(buf, buf + sizeof buf, std::fabs(v), std::chars_format::fixed);
+    const std::string shortest(buf, res.ptr);
+    const size_t point = shortest.find('.');
+    std::string digits = shortest.substr(0, point);  // the integer part, then the kept decimals
+    std::string fraction = point == std::string::npos ? std::string() : shortest.substr(point + 1);
+    const bool up = fraction.size() > places && fraction[places] >= '5';
+    fraction.resize(places, '0');
+    digits += fraction;
+    size_t i = digits.size();
+    for (bool carry = up; carry && i-- > 0;) {
+        carry = digits[i] == '9';
+        digits[i] = carry ? '0' : static_cast<char>(digits[i] + 1);
+        if (carry && i == 0) digits.insert(digits.begin(), '1');
+    }
+    const size_t integer = digits.size() - places;
+    std::string s = digits.substr(0, integer);
+    if (places > 0) s += "." + digits.substr(integer);
     // A value that rounds to zero is shown without a sign.
-    if (s[0] == '-' && s.find_first_not_of("-0.") == std::string::npos) s.erase(0, 1);
+    if (v < 0 && s.find_first_not_of("0.") != std::string::npos) s.insert(s.begin(), '-');
+    return s;
+}
+
+std::string ResultSet::Note() const
+{
+    std::string note;
+    if (!weight.empty()) note = "Weighted by " + weight;
+    if (skippedCases > 0) {
+        note += note.empty() ? "" : "; ";
+        note += FormatGrouped(static_cast<double>(skippedCases), 0) + (skippedCases == 1 ? " case" : " cases") +
+                " skipped for a missing, zero or negative weight";
+    }
+    return note.empty() ? note : note + ".";
+}
+
+std::string FormatGrouped(double v, int decimals)
+{
+    std::string s = FormatFixed(v, decimals);
+    const size_t begin = s[0] == '-' ? 1 : 0;
+    size_t end = s.find('.');
+    if (end == std::string::npos) end = s.size();
+    if (s.find_first_not_of("0123456789", begin) < end) return s;  // inf
+    for (size_t at = end; at > begin + 3; at -= 3) s.insert(at - 3, 1, ',');
     return s;
 }
 
@@ -117,19 +154,49 @@ long long ComboIndex(const std::vector<ResultAxisVariable>& vars, const std::vec
     return index;
 }
 
+// The lines of a stacked axis, and where each element's lines begin.
+std::vector<AxisCombo> StackCombos(const std::vector<ResultNest>& stack, std::vector<size_t>& start)
+{
+    std::vector<AxisCombo> out;
+    for (size_t e = 0; e < stack.size(); ++e) {
+        start.push_back(out.size());
+        for (std::vector<int>& combo : Combos(stack[e])) out.push_back(AxisCombo{e, std::move(combo)});
+    }
+    return out;
+}
+
 }  // namespace
 
+size_t ResultTable::RowDepth() const
+{
+    size_t depth = 0;
+    for (const ResultNest& n : rows) depth = std::max(depth, n.size());
+    return depth;
+}
+
+size_t ResultTable::ColumnDepth() const
+{
+    size_t depth = 0;
+    for (const ResultNest& n : columns) depth = std::max(depth, n.size());
+    return depth;
+}
+
 TableGrid::TableGrid(const ResultTable& table)
-    : _table(table), _rows(Combos(table.rows)), _columns(Combos(table.columns)), _layers(Combos(table.layers))
+    : _table(table),
+      _rows(StackCombos(table.rows, _rowStart)),
+      _columns(StackCombos(table.columns, _columnStart)),
+      _layers(Combos(table.layers))
 {
     for (const auto& cell : table.cells) {
+        if (cell.rowElement >= table.rows.size() || cell.columnElement >= table.columns.size()) continue;
         long long l = ComboIndex(table.layers, cell.layers);
-        long long r = ComboIndex(table.rows, cell.rows);
-        long long c = ComboIndex(table.columns, cell.columns);
+        long long r = ComboIndex(table.rows[cell.rowElement], cell.rows);
+        long long c = ComboIndex(table.columns[cell.columnElement], cell.columns);
         if (l < 0 || r < 0 || c < 0 || cell.statistic < 0 ||
             cell.statistic >= static_cast<int>(table.statistics.size()))
             continue;
-        _cells.emplace(Key(static_cast<size_t>(l), static_cast<size_t>(r), static_cast<size_t>(c),
+        _cells.emplace(Key(static_cast<size_t>(l), _rowStart[cell.rowElement] + static_cast<size_t>(r),
+                           _columnStart[cell.columnElement] + static_cast<size_t>(c),
                            static_cast<size_t>(cell.statistic)),
                        &cell);
     }

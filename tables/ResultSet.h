@@ -41,30 +41,51 @@ struct ResultStatistic {
     std::string name;
     std::optional<double> cut, lower, upper, level;
     int decimals = -1;  // digits after the point for people; -1: by kind (counts 0, percentages 1, others 2)
+    std::string label;  // words for people: "Column %", "Percentile 25"; empty: the heading
 
     // The name followed by its parameters: "Ptile 25", "CountGELE 1 5".
     std::string Heading() const;
+    // What people see: the label, or the heading when there is none.
+    std::string Shown() const { return label.empty() ? Heading() : label; }
     int Decimals() const;
 };
 
 struct ResultCell {
-    std::vector<int> rows, columns, layers;  // a category index per axis variable, outermost first
+    size_t rowElement = 0, columnElement = 0;  // the stacked elements the cell belongs to
+    std::vector<int> rows, columns, layers;    // a category index per variable of its elements, outermost first
     int statistic = 0;                       // index into ResultTable::statistics
     double value, value2, value3;            // system-missing when there is no value
 
     ResultCell();
 };
 
+// The variables of one element of a stacked axis, outermost first. A total
+// element is one variable without a name whose one category is a total.
+using ResultNest = std::vector<ResultAxisVariable>;
+
 struct ResultTable {
     std::string title;
-    std::vector<ResultAxisVariable> rows, columns, layers;
+    std::vector<ResultNest> rows, columns;  // the elements of each axis: one when it is not stacked
+    std::vector<ResultAxisVariable> layers;
     std::vector<ResultStatistic> statistics;
-    std::vector<ResultCell> cells;  // layer by layer, row by row, column by column, statistic innermost
+    // Layer by layer, row element by row element and row by row, column
+    // element by column element and column by column, statistic innermost.
+    std::vector<ResultCell> cells;
+
+    // The most variables any element of the axis nests.
+    size_t RowDepth() const;
+    size_t ColumnDepth() const;
 };
 
 struct ResultSet {
     std::vector<ResultTable> tables;
     long long skippedCases = 0;  // cases left out for a missing, zero or negative weight
+    std::string weight;          // the weight variable as people know it ("Weight (wt)"); empty: unweighted
+
+    // What a reader of every table should know: "Weighted by Weight (wt);
+    // 15 cases skipped for a missing, zero or negative weight." Empty when
+    // there is nothing to say.
+    std::string Note() const;
 };
 
 // The engine's system-missing value; NaN is treated as missing as well.
@@ -77,20 +98,45 @@ bool IsMissingValue(double v);
 // values (sums, extremes, medians, percentiles) as the variable's format.
 int DisplayDecimals(int code, int weightDecimals, int variableDecimals);
 
-// A number with `decimals` digits after the point, or "." when missing.
+// A number with `decimals` digits after the point (halves away from zero),
+// or "." when missing.
 std::string FormatFixed(double v, int decimals);
+// The same with thousands separators, for people: "12,345.6".
+std::string FormatGrouped(double v, int decimals);
 // The shortest text that reads back as the same double.
 std::string FormatShortest(double v);
 
 // The display grid of one table: the category combinations of each axis in
 // display order (the innermost variable varies fastest) and every cell found
 // by its position.
+// A line of a stacked axis: its element and a category index per variable
+// of the element.
+struct AxisCombo {
+    size_t element = 0;
+    std::vector<int> categories;
+};
+
+// Whether two lines of an axis belong to one element and agree on its
+// categories through `level` (-1: the element alone; levels past the
+// element's depth compare as equal).
+inline bool SamePrefix(const AxisCombo& a, const AxisCombo& b, int level)
+{
+    if (a.element != b.element) return false;
+    for (size_t k = 0; static_cast<int>(k) <= level && k < a.categories.size(); ++k)
+        if (a.categories[k] != b.categories[k]) return false;
+    return true;
+}
+
+// A total element: one variable without a name.
+inline bool IsTotalElement(const ResultNest& nest) { return nest.size() == 1 && nest[0].name.empty(); }
+
 class TableGrid {
 public:
     explicit TableGrid(const ResultTable& table);
 
-    const std::vector<std::vector<int>>& RowCombos() const { return _rows; }
-    const std::vector<std::vector<int>>& ColumnCombos() const { return _columns; }
+    // Element by element, each element's combinations in order.
+    const std::vector<AxisCombo>& RowCombos() const { return _rows; }
+    const std::vector<AxisCombo>& ColumnCombos() const { return _columns; }
     const std::vector<std::vector<int>>& LayerCombos() const { return _layers; }
     // The cell at the given combinations and statistic, or null when none was emitted.
     const ResultCell* Cell(size_t layer, size_t row, size_t column, size_t statistic) const;
@@ -98,7 +144,11 @@ public:
 private:
     size_t Key(size_t layer, size_t row, size_t column, size_t statistic) const;
     const ResultTable& _table;
-    std::vector<std::vector<int>> _rows, _columns, _layers;
+    // By element: index of its first combination (filled with the
+    // combinations, so declared before them).
+    std::vector<size_t> _rowStart, _columnStart;
+    std::vector<AxisCombo> _rows, _columns;
+    std::vector<std::vector<int>> _layers;
     std::unordered_map<size_t, const ResultCell*> _cells;
 };
 

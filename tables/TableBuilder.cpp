@@ -53,25 +53,98 @@ std::vector<OBS> MakeValue(const Literal& v, int width)
     return words;
 }
 
+// The data with one variable more, a constant that every case holds: a total
+// element of a stacked axis is a dimension over it with a single category,
+// so that its sub-tables are computed exactly as tables of their own. The
+// variable lives in a copy of the dictionary; the data are not touched.
+class TotalVariableCases : public ProcDSIterator {
+public:
+    explicit TotalVariableCases(VESK_InputCaseIterator& cases) : _cases(cases)
+    {
+        const VESK_DataSource& source = cases.GetDataSource();
+        for (int i = 0; i < source.GetNumVariables(); ++i)
+            _source.AddVariable(std::make_unique<VESK_Variable>(*source.GetVariable(i)));
+        // A NUL cannot stand in a column's name: the name is nobody's.
+        _index = _source.AddVariable(std::make_unique<VESK_Variable>(std::string("\0total", 6), 0));
+        _one.num = 1.0;
+    }
+
+    int TotalIndex() const { return _index; }
+    const OBS* GetValue(int varIndex) const override { return varIndex == _index ? &_one : _cases.GetValue(varIndex); }
+    VESK_DataSource& GetDataSource() const override { return _source; }
+    bool Next() override { return _cases.Next(); }
+    bool Rewind() override { return _cases.Rewind(); }
+    double Weight() const override
+    {
+        const auto* weighted = dynamic_cast<const ProcDSIterator*>(&_cases);
+        return weighted ? weighted->Weight() : 1.0;
+    }
+
+private:
+    VESK_InputCaseIterator& _cases;
+    mutable VESK_DataSource _source;
+    int _index = -1;
+    OBS _one;
+};
+
 TableBuilder::TableBuilder(const Request& request, VESK_InputCaseIterator& cases)
     : _request(request), _cases(cases), _source(cases.GetDataSource())
 {
-    _table = std::make_unique<AggregationTable>(_cases, _request.weightIndex >= 0,
+    size_t subTables = 0;
+    bool totals = false;
+    for (const TableRequest& t : _request.tables) {
+        subTables += t.rows.size() * t.columns.size();
+        for (const auto* axis : {&t.rows, &t.columns})
+            for (const StackElement& e : *axis) totals = totals || e.total;
+    }
+    if (totals) _withTotal = std::make_unique<TotalVariableCases>(_cases);
+    VESK_InputCaseIterator& fed = _withTotal ? static_cast<VESK_InputCaseIterator&>(*_withTotal) : _cases;
+    _table = std::make_unique<AggregationTable>(fed, _request.weightIndex >= 0,
                                                 _request.missing != MissingMode::Listwise, _request.weightIndex);
     _table->SetCLabelOption(_request.labelOption);
-    _builds.resize(_request.tables.size());
+    // Builds hold pointers into themselves (their total entries): no
+    // reallocation once the first is built.
+    _builds.reserve(subTables);
     for (size_t i = 0; i < _request.tables.size(); ++i) {
-        _builds[i].request = &_request.tables[i];
-        BuildCube(_builds[i]);
+        const TableRequest& t = _request.tables[i];
+        for (size_t r = 0; r < t.rows.size(); ++r) {
+            for (size_t c = 0; c < t.columns.size(); ++c) {
+                _builds.emplace_back();
+                TableBuild& b = _builds.back();
+                b.request = &t;
+                b.table = i;
+                b.rowElement = r;
+                b.columnElement = c;
+                BuildCube(b);
+            }
+        }
     }
+    KV_ASSERT(_builds.size() == subTables);
     for (TableBuild& b : _builds) SetSorting(b);
+}
+
+TableBuilder::~TableBuilder() = default;
+
+// A total element's one category: the value every case holds.
+static const CategoryOptions& TotalOptions()
+{
+    static const CategoryOptions options = [] {
+        CategoryOptions o;
+        o.items.push_back(CategoryItem{});
+        o.items[0].value = Literal::Number(1.0);
+        return o;
+    }();
+    return options;
 }
 
 AggregationVariable* TableBuilder::Describe(TableBuild& build, const AxisEntry& entry)
 {
-    const CategoryOptions& options = build.request->CategoriesOf(entry.name);
+    const bool total = entry.name.empty();
+    const CategoryOptions& options = total ? TotalOptions() : build.request->CategoriesOf(entry.name);
     std::unique_ptr<AggregationVariable> desc;
-    if (!entry.IsSet()) {
+    if (total) {
+        desc = std::make_unique<AggregationVariable>(entry.varIndex, entry.name);
+    } else if (!entry.IsSet()) {
         desc = std::make_unique<AggregationVariable>(entry.varIndex, entry.name);
         desc->SetLabel(_source.GetVariable(entry.varIndex)->GetLabel());
     } else {
@@ -115,7 +188,7 @@ void TableBuilder::SetItems(AggregationVariable& desc, const AxisEntry& entry, c
     if (options.items.empty()) return;
     int width = 0;
     if (entry.IsSet()) width = std::max(0, _request.sets[static_cast<size_t>(entry.setIndex)].valueType);
-    else width = _source.GetVariable(entry.varIndex)->GetType();
+    else if (!entry.name.empty()) width = _source.GetVariable(entry.varIndex)->GetType();
     std::vector<ParsedCategory*> list;
     int nextSubtotal = TEC::kMaxSubtotal;  // unique per variable: -101, -102, ...
     for (const CategoryItem& item : options.items) {
@@ -177,12 +250,36 @@ void TableBuilder::SetItems(AggregationVariable& desc, const AxisEntry& entry, c
 void TableBuilder::BuildCube(TableBuild& build)
 {
     const TableRequest& t = *build.request;
-    for (const AxisEntry& e : t.rows) build.rowEntries.push_back(&e), build.rows.push_back(Describe(build, e));
-    for (const AxisEntry& e : t.columns) build.columnEntries.push_back(&e), build.columns.push_back(Describe(build, e));
-    for (const AxisEntry& e : t.layers) build.layerEntries.push_back(&e), build.layers.push_back(Describe(build, e));
-    const std::vector<const AxisEntry*> entries = t.AllEntries();
-    for (size_t i = 0; i < entries.size(); ++i)
-        if (entries[i]->name == t.statisticsVariable) build.statisticsVariable = build.descriptions[i].get();
+    auto entriesOf = [&](const StackElement& element, AxisEntry& total) {
+        std::vector<const AxisEntry*> list;
+        if (element.total) {
+            total = AxisEntry{element.path, {}, _withTotal->TotalIndex(), -1};
+            list.push_back(&total);
+        }
+        for (const AxisEntry& e : element.nest) list.push_back(&e);
+        return list;
+    };
+    build.rowEntries = entriesOf(t.rows[build.rowElement], build.rowTotal);
+    build.columnEntries = entriesOf(t.columns[build.columnElement], build.columnTotal);
+    for (const AxisEntry& e : t.layers) build.layerEntries.push_back(&e);
+    for (const AxisEntry* e : build.rowEntries) build.rows.push_back(Describe(build, *e));
+    for (const AxisEntry* e : build.columnEntries) build.columns.push_back(Describe(build, *e));
+    for (const AxisEntry* e : build.layerEntries) build.layers.push_back(Describe(build, *e));
+    std::vector<const AxisEntry*> entries = build.rowEntries;
+    entries.insert(entries.end(), build.columnEntries.begin(), build.columnEntries.end());
+    entries.insert(entries.end(), build.layerEntries.begin(), build.layerEntries.end());
+    // The statistics go on the variable the request names when the sub-table
+    // has it, else on the first set, else on the innermost row, else on the
+    // innermost column (a total element counts as a variable here).
+    auto pick = [&](auto&& accept) {
+        for (size_t i = 0; i < entries.size(); ++i)
+            if (accept(*entries[i])) return build.descriptions[i].get();
+        return static_cast<AggregationVariable*>(nullptr);
+    };
+    build.statisticsVariable = pick([&](const AxisEntry& e) { return e.name == t.statisticsVariable && !e.name.empty(); });
+    if (!build.statisticsVariable) build.statisticsVariable = pick([](const AxisEntry& e) { return e.IsSet(); });
+    if (!build.statisticsVariable)
+        build.statisticsVariable = build.rows.empty() ? build.columns.back() : build.rows.back();
 
     build.cube = _table->CreateCube();
     for (AggregationVariable* v : build.rows) build.cube->AddCategoricalVariable(v, TEC::kRow);

@@ -23,10 +23,16 @@
 
 namespace kvtables {
 
-// What one table request became in the engine.
+class TotalVariableCases;
+
+// What one sub-table (a row element by a column element) of a table request
+// became in the engine: a cube of its own.
 struct TableBuild {
     const TableRequest* request = nullptr;
+    size_t table = 0;                         // index of the request's table
+    size_t rowElement = 0, columnElement = 0;  // indices into its stacked axes
     AggregationCube* cube = nullptr;
+    AxisEntry rowTotal, columnTotal;  // the entries of total elements
     // One description per axis entry, rows then columns then layers.
     std::vector<std::unique_ptr<AggregationVariable>> descriptions;
     std::vector<AggregationVariable*> rows, columns, layers;
@@ -44,6 +50,7 @@ public:
     TableBuilder(const Request& request, VESK_InputCaseIterator& cases);
     TableBuilder(const TableBuilder&) = delete;
     TableBuilder& operator=(const TableBuilder&) = delete;
+    ~TableBuilder();
 
     // Reads every case and completes the tables; returns the number of cases
     // left out for a missing, zero or negative weight. Throws UserError when
@@ -53,6 +60,8 @@ public:
 
     const Request& GetRequest() const { return _request; }
     VESK_DataSource& GetDataSource() const { return _source; }
+    // The sub-tables, table by table, row element by row element, column
+    // element by column element.
     const std::vector<TableBuild>& Builds() const { return _builds; }
 
 private:
@@ -65,6 +74,7 @@ private:
 
     const Request& _request;
     VESK_InputCaseIterator& _cases;
+    std::unique_ptr<TotalVariableCases> _withTotal;  // when a table stacks a total element
     VESK_DataSource& _source;
     std::unique_ptr<AggregationTable> _table;
     std::vector<std::unique_ptr<ParsedCategory>> _parsed;     // alive as long as the table

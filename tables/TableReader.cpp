@@ -1,6 +1,7 @@
 #include "TableReader.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 
@@ -11,6 +12,7 @@
 #include "CellValues.h"
 #include "CubeAggregator.h"
 #include "CubeMetadata.h"
+#include "KvAssert.h"
 #include "StatValues.h"
 #include "TableDimension.h"
 #include "UserError.h"
@@ -26,19 +28,6 @@ std::string TrimRight(std::string s)
 {
     while (!s.empty() && (s.back() == ' ' || s.back() == '\0')) s.pop_back();
     return s;
-}
-
-// The percentage base type (0 to 6) of a percentage whose base is a group of
-// cells, or -1 (counts, summary statistics, within-cell percentages).
-int PercentBaseType(int code)
-{
-    const std::string name = AggregationStatistic::GetStatisticName(code);
-    const size_t pos = name.find("Pct");
-    if (pos == std::string::npos || pos == 0 || pos + 3 >= name.size()) return -1;
-    const char digit = name[pos + 3];
-    if (digit < '0' || digit > '6') return -1;
-    // Only the value itself, not its limits or standard error.
-    return name.size() == pos + 4 ? digit - '0' : -1;
 }
 
 // Odometer over a list of category counts, outermost first.
@@ -74,8 +63,8 @@ std::vector<std::vector<int>> Combinations(const std::vector<size_t>& sizes)
             where += (where.empty() ? "" : ", ") + axis[i].categories[static_cast<size_t>(at[i])].label;
     };
     name(table.layers, cell.layers);
-    name(table.rows, cell.rows);
-    name(table.columns, cell.columns);
+    name(table.rows[cell.rowElement], cell.rows);
+    name(table.columns[cell.columnElement], cell.columns);
     throw UserError("table " + Quote(table.title) + ": " + table.statistics[static_cast<size_t>(cell.statistic)].name +
                     " of " + Quote(where) + " is beyond the range of numbers (values or weights too large)");
 }
@@ -112,6 +101,16 @@ ResultAxisVariable Reader::ReadAxis(AggregationVariable* desc, const AxisEntry& 
     ResultAxisVariable axis;
     axis.name = entry.name;
     axis.label = desc->GetLabel();
+    if (&entry == &_build.rowTotal || &entry == &_build.columnTotal) {
+        const TableRequest& t = *_build.request;
+        axis.label = &entry == &_build.rowTotal ? t.rows[_build.rowElement].totalLabel
+                                                : t.columns[_build.columnElement].totalLabel;
+        for (const AggregationCategory* c : desc->GetTableDimension()->GetCategoryPointers()) {
+            axis.categories.push_back(ResultCategory{CategoryKind::Total, {}, axis.label});
+            categories.push_back(c);
+        }
+        return axis;
+    }
     int decimals = 0;
     // Whose value labels name the categories: the variable's own, or a
     // categories set's members' (the first member that labels a value wins).
@@ -222,8 +221,10 @@ ResultTable Reader::Read()
             axes.push_back(ReadAxis(vars[i], *entries[i], dimCats.back()));
         }
     };
-    readAxis(build.rows, build.rowEntries, out.rows);
-    readAxis(build.columns, build.columnEntries, out.columns);
+    out.rows.resize(1);
+    out.columns.resize(1);
+    readAxis(build.rows, build.rowEntries, out.rows[0]);
+    readAxis(build.columns, build.columnEntries, out.columns[0]);
     readAxis(build.layers, build.layerEntries, out.layers);
 
     const int weightDecimals =
@@ -237,7 +238,8 @@ ResultTable Reader::Read()
         rs.lower = s.lower;
         rs.upper = s.upper;
         rs.level = s.level;
-        rs.decimals = DisplayDecimals(s.code, weightDecimals, summaryDecimals);
+        rs.decimals = s.decimals.value_or(DisplayDecimals(s.code, weightDecimals, summaryDecimals));
+        rs.label = s.label.empty() ? stats::DefaultLabel(s, _request.ciLevel) : s.label;
         out.statistics.push_back(rs);
     }
 
@@ -299,7 +301,7 @@ ResultTable Reader::Read()
                     } else if (stats::IsCount(code)) {
                         cell.value = 0.0;
                     } else {
-                        const int base = PercentBaseType(code);
+                        const int base = stats::PercentBaseType(code);
                         if (base >= 0 && BaseHasCases(key, base)) cell.value = 0.0;
                     }
                     out.cells.push_back(std::move(cell));
@@ -365,6 +367,47 @@ bool Reader::BaseHasCases(const std::vector<const AggregationCategory*>& key, in
 }
 
 }  // namespace
+
+ResultTable StackTables(std::vector<ResultTable> parts, size_t rowElements, size_t columnElements)
+{
+    KV_ASSERT(parts.size() == rowElements * columnElements && !parts.empty());
+    if (parts.size() == 1) return std::move(parts[0]);
+    ResultTable out;
+    out.title = parts[0].title;
+    out.layers = parts[0].layers;
+    out.statistics = parts[0].statistics;
+    for (size_t r = 0; r < rowElements; ++r) out.rows.push_back(parts[r * columnElements].rows[0]);
+    for (size_t c = 0; c < columnElements; ++c) out.columns.push_back(parts[c].columns[0]);
+
+    // Position of a category combination among its nest's combinations.
+    auto rank = [](const std::vector<ResultAxisVariable>& nest, const std::vector<int>& combo) {
+        size_t index = 0;
+        for (size_t i = 0; i < nest.size(); ++i) index = index * nest[i].categories.size() + static_cast<size_t>(combo[i]);
+        return index;
+    };
+    struct Placed {
+        std::array<size_t, 6> order;  // layer, row element, row, column element, column, as emitted
+        ResultCell cell;
+    };
+    std::vector<Placed> placed;
+    for (size_t p = 0; p < parts.size(); ++p) {
+        const size_t r = p / columnElements, c = p % columnElements;
+        // Every sub-table has the same statistics: they come from one request.
+        KV_ASSERT(parts[p].statistics.size() == out.statistics.size());
+        for (size_t i = 0; i < parts[p].cells.size(); ++i) {
+            ResultCell& cell = parts[p].cells[i];
+            cell.rowElement = r;
+            cell.columnElement = c;
+            placed.push_back(Placed{{rank(out.layers, cell.layers), r, rank(out.rows[r], cell.rows), c,
+                                     rank(out.columns[c], cell.columns), i},
+                                    std::move(cell)});
+        }
+    }
+    std::sort(placed.begin(), placed.end(), [](const Placed& a, const Placed& b) { return a.order < b.order; });
+    out.cells.reserve(placed.size());
+    for (Placed& p : placed) out.cells.push_back(std::move(p.cell));
+    return out;
+}
 
 ResultTable ReadTable(const TableBuilder& builder, const TableBuild& build, const MemoryLimit& limit)
 {

@@ -13,6 +13,11 @@ namespace kvtables {
 // Throws UserError when the table's layout would pass `limit`.
 ResultTable ReadTable(const TableBuilder& builder, const TableBuild& build, const MemoryLimit& limit);
 
+// One table from its sub-tables, read one by one and given row element by
+// row element, column element by column element: their axes side by side
+// and one below the other, their cells in display order.
+ResultTable StackTables(std::vector<ResultTable> parts, size_t rowElements, size_t columnElements);
+
 }  // namespace kvtables
 
 #endif

@@ -1,6 +1,7 @@
 #include "TableRunner.h"
 
 #include "TableReader.h"
+#include "VESK_Variable.h"
 
 namespace kvtables {
 
@@ -12,7 +13,18 @@ ResultSet RunTables(const Request& request, VESK_InputCaseIterator& cases, Progr
     TableBuilder builder(request, cases);
     ResultSet result;
     result.skippedCases = builder.Feed(progress, run);
-    for (const TableBuild& build : builder.Builds()) result.tables.push_back(ReadTable(builder, build, run));
+    if (request.weightIndex >= 0) {
+        const VESK_Variable* w = builder.GetDataSource().GetVariable(request.weightIndex);
+        const std::string label = w->GetLabel(), name = w->GetName();
+        result.weight = label.empty() || label == name ? name : label + " (" + name + ")";
+    }
+    const std::vector<TableBuild>& builds = builder.Builds();
+    for (size_t b = 0; b < builds.size();) {
+        const TableRequest& t = *builds[b].request;
+        std::vector<ResultTable> parts;
+        for (size_t n = 0; n < t.rows.size() * t.columns.size(); ++n) parts.push_back(ReadTable(builder, builds[b++], run));
+        result.tables.push_back(StackTables(std::move(parts), t.rows.size(), t.columns.size()));
+    }
     return result;
 }
 

@@ -21,7 +21,8 @@ void AxisFields(std::vector<TidyField>& row, const std::vector<ResultAxisVariabl
     for (size_t i = 0; i < depth; ++i) {
         if (i < vars.size() && i < combo.size()) {
             const ResultCategory& c = vars[i].categories.at(static_cast<size_t>(combo[i]));
-            row.insert(row.end(), {vars[i].name, std::string(CategoryKindName(c.kind)), Value(c.value), c.label});
+            const TidyField name = vars[i].name.empty() ? TidyField() : TidyField(vars[i].name);  // a total element
+            row.insert(row.end(), {name, std::string(CategoryKindName(c.kind)), Value(c.value), c.label});
         } else {
             row.insert(row.end(), 4, TidyField());
         }
@@ -35,8 +36,8 @@ TidyLayout MakeTidyLayout(const std::vector<const ResultTable*>& tables)
     TidyLayout layout;
     for (const ResultTable* t : tables) {
         layout.layers = std::max(layout.layers, t->layers.size());
-        layout.rows = std::max(layout.rows, t->rows.size());
-        layout.columns = std::max(layout.columns, t->columns.size());
+        layout.rows = std::max(layout.rows, t->RowDepth());
+        layout.columns = std::max(layout.columns, t->ColumnDepth());
     }
     layout.header = {"table", "title"};
     const std::pair<const char*, size_t> axes[3] = {
@@ -45,7 +46,7 @@ TidyLayout MakeTidyLayout(const std::vector<const ResultTable*>& tables)
         for (size_t i = 1; i <= depth; ++i)
             for (const char* part : {"_variable", "_category", "_value", "_label"})
                 layout.header.push_back(axis + std::to_string(i) + part);
-    for (const char* h : {"statistic", "cut", "lower", "upper", "level", "value", "value2", "value3"})
+    for (const char* h : {"statistic", "statistic_label", "cut", "lower", "upper", "level", "value", "value2", "value3"})
         layout.header.push_back(h);
     return layout;
 }
@@ -58,9 +59,10 @@ void ForEachTidyRow(const ResultTable& table, double number, const TidyLayout& l
         const ResultStatistic& stat = table.statistics.at(static_cast<size_t>(cell.statistic));
         fields.assign({number, table.title});
         AxisFields(fields, table.layers, cell.layers, layout.layers);
-        AxisFields(fields, table.rows, cell.rows, layout.rows);
-        AxisFields(fields, table.columns, cell.columns, layout.columns);
+        AxisFields(fields, table.rows.at(cell.rowElement), cell.rows, layout.rows);
+        AxisFields(fields, table.columns.at(cell.columnElement), cell.columns, layout.columns);
         fields.push_back(stat.name);
+        fields.push_back(stat.Shown());
         for (const auto* p : {&stat.cut, &stat.lower, &stat.upper, &stat.level})
             fields.push_back(*p ? TidyField(**p) : TidyField());
         fields.insert(fields.end(), {Number(cell.value), Number(cell.value2), Number(cell.value3)});

@@ -4,8 +4,8 @@
 // Python module's frames are both this table.
 //
 // Columns: table, title, then for each layer, row and column level
-// <axis><n>_variable, _category, _value, _label, then statistic, cut, lower,
-// upper, level, value, value2, value3.
+// <axis><n>_variable, _category, _value, _label, then statistic,
+// statistic_label, cut, lower, upper, level, value, value2, value3.
 #ifndef KVTABLES_TIDYTABLE_H
 #define KVTABLES_TIDYTABLE_H
 

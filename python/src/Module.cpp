@@ -96,7 +96,8 @@ py::dict TableData(const ResultTable& table, size_t number)
 
     // Each cell's place for the wide form: category indices (layers, rows,
     // columns, outermost first), the statistic, the value.
-    const size_t depth = table.layers.size() + table.rows.size() + table.columns.size();
+    // (Read by crosstab only, whose tables do not stack: one element on each axis.)
+    const size_t depth = table.layers.size() + table.rows[0].size() + table.columns[0].size();
     py::array_t<int> cells({static_cast<py::ssize_t>(table.cells.size()), static_cast<py::ssize_t>(depth)});
     py::array_t<int> statistic(static_cast<py::ssize_t>(table.cells.size()));
     py::array_t<double> value(static_cast<py::ssize_t>(table.cells.size()));
@@ -105,7 +106,9 @@ py::dict TableData(const ResultTable& table, size_t number)
         const kvtables::ResultCell& cell = table.cells[i];
         py::ssize_t j = 0;
         for (const auto* combo : {&cell.layers, &cell.rows, &cell.columns})
-            for (int k : *combo) c(static_cast<py::ssize_t>(i), j++) = k;
+            for (size_t k = 0; k < combo->size() && j < static_cast<py::ssize_t>(depth); ++k)
+                c(static_cast<py::ssize_t>(i), j++) = (*combo)[k];
+        while (j < static_cast<py::ssize_t>(depth)) c(static_cast<py::ssize_t>(i), j++) = 0;
         statistic.mutable_at(static_cast<py::ssize_t>(i)) = cell.statistic;
         value.mutable_at(static_cast<py::ssize_t>(i)) =
             kvtables::IsMissingValue(cell.value) ? std::numeric_limits<double>::quiet_NaN() : cell.value;
@@ -113,8 +116,8 @@ py::dict TableData(const ResultTable& table, size_t number)
     py::list headings;
     for (const auto& s : table.statistics) headings.append(s.Heading());
     return py::dict("title"_a = table.title, "header"_a = layout.header, "columns"_a = columns,
-                    "layers"_a = Axis(table.layers), "rows"_a = Axis(table.rows),
-                    "columns_axis"_a = Axis(table.columns), "cells"_a = cells, "statistic"_a = statistic,
+                    "layers"_a = Axis(table.layers), "rows"_a = Axis(table.rows[0]),
+                    "columns_axis"_a = Axis(table.columns[0]), "cells"_a = cells, "statistic"_a = statistic,
                     "statistics"_a = headings, "value"_a = value);
 }
 

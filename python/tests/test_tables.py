@@ -15,7 +15,9 @@ CASES = Path(__file__).resolve().parents[2] / "tests" / "e2e" / "tables"
 
 def cell_name(frame, row):
     def labels(axis):
-        return " / ".join(row[c] for c in frame.columns if c.startswith(axis) and c.endswith("_label"))
+        # A stacked element shallower than the deepest leaves its last levels empty.
+        return " / ".join(row[c] for c in frame.columns
+                          if c.startswith(axis) and c.endswith("_label") and not pd.isna(row[c]))
     params = ",".join("%g" % row[p] for p in ("cut", "lower", "upper", "level") if not pd.isna(row[p]))
     return " | ".join([labels("row"), labels("column"), labels("layer"), row["statistic"]]) + \
         (f"({params})" if params else "")

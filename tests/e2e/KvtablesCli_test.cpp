@@ -89,6 +89,12 @@ TEST(KvtablesCli, CommandLineMistakesAreUserErrors)
         EXPECT_EQ(run.err, err);
     }
     EXPECT_EQ(kvtest::RunProgram(kTool, CaseDir(), "--help").status, 0);
+    // The statistics a request can name need no request; 0 and the holes of the code table are not among them.
+    const kvtest::ProgramRun list = kvtest::RunProgram(kTool, CaseDir(), "--list-statistics");
+    EXPECT_EQ(list.status, 0);
+    EXPECT_THAT(list.out, ::testing::ContainsRegex("\nPtile +Percentile \\{cut\\} +cut\n"));
+    for (const char* absent : {"NoStatistic", "\nUResponsesPct0 ", "\nResponsesPct0UCL "})
+        EXPECT_EQ(list.out.find(absent), std::string::npos) << absent;
 }
 
 TEST(KvtablesCli, OutputFileOnlyOnSuccess)
@@ -171,7 +177,7 @@ TEST(KvtablesCli, TablesStopAtTheMemoryLimit)
     };
     std::vector<Run> runs = {{"", "ids.request.json --max-memory 1M", cells},
                              {"", "square.request.json --max-memory 10M", layout}};
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     // The sanitizers reserve far more address space than any cap allows.
     runs.push_back({"ulimit -v 204800 && ", "ids.request.json", capped});
 #endif

@@ -45,6 +45,7 @@ const LayoutCase kLayoutCases[] = {
     {"mixed", Requests({kMaximum, kRange, kStdDev, kUSum, kUPctGE, kCountLT, kTotalN}), false, false, 16,
      {3, 4, 6, 10, 12, 14, 16}, {kMaximum, kRange, kVariance, kUMean, kUCountLT, kCountLT, kTotalN}},
     {"categorical valid and total N", Requests({kValidN, kTotalN}), true, false, 5, {4}, {}},
+    {"categorical unweighted total N", Requests({kUTotalN, kTotalN}), true, false, 6, {4, 3}, {kUTotalN, kTotalN}},
     {"scale valid and total N", Requests({kValidN, kTotalN}), false, false, 5, {3, 5}, {}},
     {"unweighted twins", Requests({kUValidN, kResponses}), true, false, 9, {4}, {}},
     {"effective base", Requests({kMissingCount}), true, true, 9, {}, {}},

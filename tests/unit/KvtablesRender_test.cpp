@@ -21,10 +21,10 @@ namespace {
 
 double ValueOf(const Json& j) { return j.is_null() ? SystemMissing() : j.get<double>(); }
 
-std::vector<ResultAxisVariable> Axis(const Json& table, const char* key)
+std::vector<ResultAxisVariable> Axis(const Json& variables)
 {
     std::vector<ResultAxisVariable> axis;
-    for (const Json& v : table.value(key, Json::array())) {
+    for (const Json& v : variables) {
         ResultAxisVariable var{v["name"], v["label"], {}};
         for (const Json& c : v["categories"]) {
             static const std::map<std::string, CategoryKind> kinds = {
@@ -39,12 +39,35 @@ std::vector<ResultAxisVariable> Axis(const Json& table, const char* key)
     return axis;
 }
 
+// An axis: a list of variables (one nest) or a list of such lists (stacked).
+std::vector<ResultNest> Stack(const Json& table, const char* key)
+{
+    const Json axis = table.value(key, Json::array());
+    if (axis.empty() || !axis[0].is_array()) return {Axis(axis)};
+    std::vector<ResultNest> stack;
+    for (const Json& element : axis) stack.push_back(Axis(element));
+    return stack;
+}
+
+// A cell's place on an axis: its categories, or {"element": e, "categories": [...]}.
+void Place(const Json& j, size_t& element, std::vector<int>& categories)
+{
+    if (j.is_object()) {
+        element = j["element"];
+        j["categories"].get_to(categories);
+    } else {
+        j.get_to(categories);
+    }
+}
+
 ResultSet Results(const Json& j)
 {
     ResultSet rs;
     rs.skippedCases = j.value("skippedCases", 0);
+    rs.weight = j.value("weight", "");
     for (const Json& t : j.value("tables", Json::array())) {
-        ResultTable table{t["title"], Axis(t, "rows"), Axis(t, "columns"), Axis(t, "layers"), {}, {}};
+        ResultTable table{t["title"], Stack(t, "rows"), Stack(t, "columns"), Axis(t.value("layers", Json::array())),
+                          {}, {}};
         for (const Json& s : t["statistics"]) {
             const Json given = s.is_string() ? Json{{"name", s}} : s;
             ResultStatistic stat;
@@ -53,12 +76,13 @@ ResultSet Results(const Json& j)
             for (auto [key, slot] : {std::pair{"cut", &stat.cut}, {"lower", &stat.lower}, {"upper", &stat.upper}})
                 if (given.contains(key)) *slot = given[key].get<double>();
             stat.decimals = given.value("decimals", -1);
+            stat.label = given.value("label", "");
             table.statistics.push_back(stat);
         }
         for (const Json& c : t["cells"]) {
             ResultCell cell;
-            c[0].get_to(cell.rows);
-            c[1].get_to(cell.columns);
+            Place(c[0], cell.rowElement, cell.rows);
+            Place(c[1], cell.columnElement, cell.columns);
             c[2].get_to(cell.layers);
             cell.statistic = c[3];
             cell.value = ValueOf(c[4]);
@@ -118,7 +142,16 @@ TEST(KvtablesFormat, DecimalsAndMissing)
     EXPECT_EQ(FormatFixed(std::nan(""), 2), ".");
     EXPECT_EQ(FormatFixed(-0.04, 1), "0.0");
     EXPECT_EQ(FormatFixed(-0.06, 1), "-0.1");
-    EXPECT_EQ(FormatFixed(2.5, 0), "2");  // round half to even, as printf does
+    // Halves away from zero on the number as written: 2.675 is stored just
+    // below itself, and printf would say 2.67 (and 494 for 494.5, a tie).
+    const std::pair<double, int> halves[] = {{494.5, 0}, {-494.5, 0}, {2.675, 2}, {0.125, 2}, {9.95, 1}, {99.5, 0},
+                                             {0.0005, 3}, {1e-9, 2}};
+    const char* rounded[] = {"495", "-495", "2.68", "0.13", "10.0", "100", "0.001", "0.00"};
+    for (size_t i = 0; i < std::size(halves); ++i)
+        EXPECT_EQ(FormatFixed(halves[i].first, halves[i].second), rounded[i]) << halves[i].first;
+    EXPECT_EQ(FormatGrouped(-1234567.891, 2), "-1,234,567.89");
+    EXPECT_EQ(FormatGrouped(999.96, 1), "1,000.0");
+    EXPECT_EQ(FormatGrouped(123, 0), "123");
     EXPECT_EQ(FormatShortest(52.3), "52.3");
     EXPECT_EQ(FormatShortest(12), "12");
     // Counts by the weight's precision, unweighted counts whole, percentages

@@ -43,11 +43,6 @@ TEST(KvtablesRequest, DefaultsAreResolved)
     EXPECT_EQ(r.tables[0].title, "Table 1");
     EXPECT_EQ(r.tables[0].statistics[0].name, "Count");
     EXPECT_EQ(r.tables[1].statistics[0].name, "Mean");  // the summary's default
-    // The statistics variable: the innermost row, else the innermost column;
-    // the first set in axis order wins over both.
-    EXPECT_EQ(r.tables[0].statisticsVariable, "region");
-    EXPECT_EQ(r.tables[2].statisticsVariable, "region");
-    EXPECT_EQ(r.tables[3].statisticsVariable, "media");
     EXPECT_EQ(r.sets[0].indices, (std::vector<int>{4, 5}));
     EXPECT_EQ(r.sets[0].missingVariableIndex, 4);  // the first member
     EXPECT_EQ(r.sets[1].label, "media");
@@ -62,8 +57,9 @@ TEST(KvtablesRequest, ParametersAndNamesAreKept)
                {"name": "media", "type": "dichotomies", "variables": ["tv", "radio"], "countedValue": 1}],
       "tables": [{"rows": ["region", "media"], "columns": ["gender"], "statisticsVariable": "gender",
                   "summary": "income",
-                  "statistics": [5, {"name": "CountGELE", "lower": 1, "upper": 5}, {"name": "MedianCI"},
-                                 {"name": "UMedianCI", "level": 80}],
+                  "statistics": [5, {"name": "CountGELE", "lower": 1, "upper": 5},
+                                 {"name": "MedianCI", "label": "Typical", "decimals": 3},
+                                 {"name": "UMedianCI", "level": 80}, {"name": "UPtile", "cut": 2.5}],
                   "categories": {"media": {"items": ["radio", "tv", {"subtotal": "Any"}], "sortBy": "none"}}}]}
       /* the end */)");
     EXPECT_EQ(r.dataPath, "/abs/d.csv");
@@ -79,40 +75,20 @@ TEST(KvtablesRequest, ParametersAndNamesAreKept)
     EXPECT_FALSE(t.statistics[2].level.has_value());  // the runner uses ciLevel
     EXPECT_EQ(t.statistics[3].level, 80.0);
     EXPECT_EQ(t.statistics[3].path, "/tables/0/statistics/3");
+    EXPECT_EQ(t.statistics[2].label, "Typical");
+    EXPECT_EQ(t.statistics[2].decimals, 3);
+    EXPECT_FALSE(t.statistics[3].decimals.has_value());
+    // The statistic's own words take its parameters, a median interval the request's level by default.
+    const std::pair<size_t, const char*> labels[] = {{0, "Unweighted count"}, {1, "Count from 1 to 5"},
+                                                     {2, "Median (90% CI)"}, {3, "Unweighted median (80% CI)"},
+                                                     {4, "Unweighted percentile 2.5"}};
+    for (const auto& [i, label] : labels) EXPECT_EQ(stats::DefaultLabel(t.statistics[i], 90.0), label);
     // A dichotomy set's names become its member variables.
     const CategoryOptions& media = t.CategoriesOf("media");
     EXPECT_EQ(media.items[0].kind, ItemKind::Variable);
     EXPECT_EQ(media.items[0].varIndex, 7);
     EXPECT_EQ(media.items[1].varIndex, 6);
     EXPECT_EQ(media.sortBy, SortBy::None);
-}
-
-TEST(KvtablesRequest, StatisticKinds)
-{
-    using namespace TableEncryptionCodes;
-    struct Kind {
-        int code;
-        bool known, summary, lower, upper, cut;
-    };
-    const Kind kinds[] = {
-        {kGroupedMedian, true, true, false, false, false},   {kUCountGTLT, true, true, true, true, false},
-        {kResponsesPct0UCL - 1, true, false, false, false, false},  // 298: the LCL of ResponsesPct0
-        {kUResponsesPct0, false, false, false, false, false},  // a hole of the code table
-        {kUCountGTLT + 1, false, true, false, false, false},  {kValidNPct0, true, true, false, false, false},
-        {kUCountPct6SE, true, false, false, false, false},    {kCountEQ, true, true, true, false, false},
-        {kUPctLE, true, true, false, true, false},            {kUPtileSE, true, true, false, false, true},
-        {kUGroupedPtile, true, true, false, false, true},     {kMedian, true, true, false, false, false}};
-    for (const Kind& k : kinds) {
-        EXPECT_EQ(stats::IsKnown(k.code), k.known) << k.code;
-        if (k.known) {
-            EXPECT_EQ(stats::NeedsSummary(k.code), k.summary) << k.code;
-        }
-        EXPECT_EQ(stats::TakesLower(k.code), k.lower) << k.code;
-        EXPECT_EQ(stats::TakesUpper(k.code), k.upper) << k.code;
-        EXPECT_EQ(stats::TakesCut(k.code), k.cut) << k.code;
-    }
-    EXPECT_TRUE(stats::IsResponses(kUCountResponsesPct6));
-    EXPECT_FALSE(stats::NeedsSummary(kCountResponsesPct3));
 }
 
 }  // namespace

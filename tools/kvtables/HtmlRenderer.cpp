@@ -35,25 +35,22 @@ const char* kStyle =
     "thead th{background:#eef;text-align:center}"
     "tbody th{background:#f7f7f7;text-align:left;vertical-align:top}"
     "td{text-align:right;font-variant-numeric:tabular-nums}"
-    "p.layer{font-weight:bold;margin:0.5em 0 0}";
+    "p.layer{font-weight:bold;margin:0.5em 0 0}"
+    "tbody th.element{background:#eef}"
+    "p.note{color:#555;margin:0.2em 0}";
 
-// Number of consecutive combinations, from `from`, that share the prefix
-// through level `level` (inclusive) with combination `from`.
-size_t RunLength(const std::vector<std::vector<int>>& combos, size_t from, size_t level)
+// Number of consecutive lines, from `from`, in the same group through
+// `level` (-1: the same element).
+size_t RunLength(const std::vector<AxisCombo>& combos, size_t from, int level)
 {
     size_t n = 1;
-    for (size_t j = from + 1; j < combos.size(); ++j, ++n)
-        for (size_t k = 0; k <= level; ++k)
-            if (combos[j][k] != combos[from][k]) return n;
+    while (from + n < combos.size() && SamePrefix(combos[from + n], combos[from], level)) ++n;
     return n;
 }
 
-bool StartsGroup(const std::vector<std::vector<int>>& combos, size_t at, size_t level)
+bool StartsGroup(const std::vector<AxisCombo>& combos, size_t at, int level)
 {
-    if (at == 0) return true;
-    for (size_t k = 0; k <= level; ++k)
-        if (combos[at][k] != combos[at - 1][k]) return true;
-    return false;
+    return at == 0 || !SamePrefix(combos[at], combos[at - 1], level);
 }
 
 void RenderPanel(std::string& out, const ResultTable& t, const TableGrid& g, size_t layer)
@@ -61,7 +58,9 @@ void RenderPanel(std::string& out, const ResultTable& t, const TableGrid& g, siz
     const auto& cols = g.ColumnCombos();
     const auto& rows = g.RowCombos();
     const size_t nStats = t.statistics.size();
-    const size_t nRowVars = t.rows.size();
+    const size_t rowDepth = t.RowDepth(), columnDepth = t.ColumnDepth();
+    const bool stackedRows = t.rows.size() > 1;
+    bool missing = false;
     if (!t.layers.empty()) {
         out += "<p class=\"layer\">";
         for (size_t i = 0; i < t.layers.size(); ++i) {
@@ -72,45 +71,74 @@ void RenderPanel(std::string& out, const ResultTable& t, const TableGrid& g, siz
         out += "</p>\n";
     }
     out += "<table>\n<thead>\n";
-    for (size_t k = 0; k < t.columns.size(); ++k) {
+    for (size_t k = 0; k < columnDepth; ++k) {
+        const int level = static_cast<int>(k);
         // The variable's name over each group of its parent's category ...
         out += "<tr>";
-        if (k == 0 && nRowVars > 0)
-            out += "<td" + Span("colspan", nRowVars) + Span("rowspan", 2 * t.columns.size()) + "></td>";
+        if (k == 0 && rowDepth > 0)
+            out += "<td" + Span("colspan", rowDepth) + Span("rowspan", 2 * columnDepth) + "></td>";
         for (size_t c = 0; c < cols.size();) {
-            const size_t n = k ? RunLength(cols, c, k - 1) : cols.size();
-            out += "<th scope=\"colgroup\"" + Span("colspan", n * nStats) + ">" + Escape(t.columns[k].Shown()) + "</th>";
+            const ResultNest& nest = t.columns[cols[c].element];
+            const size_t n = RunLength(cols, c, k >= nest.size() ? -1 : level - 1);
+            if (k >= nest.size()) {
+                // A shallower element: nothing below its innermost labels.
+                if (k == nest.size()) out += "<td" + Span("colspan", n * nStats) + Span("rowspan", 2 * (columnDepth - k)) + "></td>";
+            } else {
+                const std::string name = IsTotalElement(nest) ? "" : Escape(nest[k].Shown());
+                out += "<th scope=\"colgroup\"" + Span("colspan", n * nStats) + ">" + name + "</th>";
+            }
             c += n;
         }
         out += "</tr>\n<tr>";
         // ... and its categories under it.
-        for (size_t c = 0; c < cols.size(); c += RunLength(cols, c, k))
-            out += "<th scope=\"colgroup\"" + Span("colspan", RunLength(cols, c, k) * nStats) + ">" +
-                   Escape(t.columns[k].categories[static_cast<size_t>(cols[c][k])].label) + "</th>";
+        for (size_t c = 0; c < cols.size();) {
+            const ResultNest& nest = t.columns[cols[c].element];
+            if (k >= nest.size()) {
+                c += RunLength(cols, c, -1);
+                continue;
+            }
+            const size_t n = RunLength(cols, c, level);
+            out += "<th scope=\"colgroup\"" + Span("colspan", n * nStats) + ">" +
+                   Escape(nest[k].categories[static_cast<size_t>(cols[c].categories[k])].label) + "</th>";
+            c += n;
+        }
         out += "</tr>\n";
     }
     out += "<tr>";
-    for (const auto& v : t.rows) out += "<th scope=\"col\">" + Escape(v.Shown()) + "</th>";
+    for (size_t i = 0; i < rowDepth; ++i)
+        out += "<th scope=\"col\">" + (stackedRows ? std::string() : Escape(t.rows[0][i].Shown())) + "</th>";
     for (size_t c = 0; c < cols.size(); ++c)
-        for (const auto& s : t.statistics) out += "<th scope=\"col\">" + Escape(s.Heading()) + "</th>";
+        for (const auto& s : t.statistics) out += "<th scope=\"col\">" + Escape(s.Shown()) + "</th>";
     out += "</tr>\n</thead>\n<tbody>\n";
     for (size_t r = 0; r < rows.size(); ++r) {
+        const ResultNest& nest = t.rows[rows[r].element];
+        if (stackedRows && StartsGroup(rows, r, -1)) {
+            // Each element of stacked rows opens with the names of its variables.
+            std::string names;
+            for (const ResultAxisVariable& v : nest) names += (names.empty() ? "" : " / ") + v.Shown();
+            out += "<tr><th scope=\"rowgroup\" class=\"element\"" + Span("colspan", rowDepth + cols.size() * nStats) +
+                   ">" + Escape(names) + "</th></tr>\n";
+        }
         out += "<tr>";
-        for (size_t i = 0; i < nRowVars; ++i) {
-            if (!StartsGroup(rows, r, i)) continue;
-            const bool inner = i + 1 == nRowVars;
+        for (size_t i = 0; i < nest.size(); ++i) {
+            const int level = static_cast<int>(i);
+            if (!StartsGroup(rows, r, level)) continue;
+            const bool inner = i + 1 == nest.size();
             out += std::string("<th scope=\"") + (inner ? "row" : "rowgroup") + "\"" +
-                   Span("rowspan", RunLength(rows, r, i)) + ">" +
-                   Escape(t.rows[i].categories[static_cast<size_t>(rows[r][i])].label) + "</th>";
+                   Span("rowspan", RunLength(rows, r, level)) + Span("colspan", inner ? rowDepth - i : 1) + ">" +
+                   Escape(nest[i].categories[static_cast<size_t>(rows[r].categories[i])].label) + "</th>";
         }
         for (size_t c = 0; c < cols.size(); ++c)
             for (size_t s = 0; s < nStats; ++s) {
                 const ResultCell* cell = g.Cell(layer, r, c, s);
-                out += "<td>" + (cell ? Escape(FormatFixed(cell->value, t.statistics[s].Decimals())) : "") + "</td>";
+                const std::string shown = cell ? FormatGrouped(cell->value, t.statistics[s].Decimals()) : "";
+                missing = missing || shown == ".";
+                out += "<td>" + Escape(shown) + "</td>";
             }
         out += "</tr>\n";
     }
     out += "</tbody>\n</table>\n";
+    if (missing) out += "<p class=\"note\">. A value that cannot be formed from its cell's cases (none, or too few for the statistic).</p>\n";
 }
 
 }  // namespace
@@ -123,12 +151,10 @@ std::string RenderHtml(const ResultSet& results)
     for (const auto& table : results.tables) {
         TableGrid grid(table);
         out += "<section>\n<h2>" + Escape(table.title) + "</h2>\n";
+        if (!results.Note().empty()) out += "<p class=\"note\">" + Escape(results.Note()) + "</p>\n";
         for (size_t l = 0; l < grid.LayerCombos().size(); ++l) RenderPanel(out, table, grid, l);
         out += "</section>\n";
     }
-    if (results.skippedCases > 0)
-        out += "<p>" + std::to_string(results.skippedCases) +
-               " cases were skipped for a missing, zero or negative weight.</p>\n";
     out += "</body>\n</html>\n";
     return out;
 }

@@ -26,7 +26,8 @@ ojson Categories(const std::vector<ResultAxisVariable>& vars, const std::vector<
     for (size_t i = 0; i < vars.size() && i < combo.size(); ++i) {
         const ResultCategory& c = vars[i].categories.at(static_cast<size_t>(combo[i]));
         ojson j;
-        j["variable"] = vars[i].name;
+        if (vars[i].name.empty()) j["variable"] = nullptr;  // a total element
+        else j["variable"] = vars[i].name;
         j["category"] = CategoryKindName(c.kind);
         if (const double* d = std::get_if<double>(&c.value)) j["value"] = Number(*d);
         else if (const std::string* s = std::get_if<std::string>(&c.value)) j["value"] = *s;
@@ -51,10 +52,11 @@ std::string RenderJson(const ResultSet& results)
             const ResultCell& cell = table.cells[i];
             const ResultStatistic& stat = table.statistics.at(static_cast<size_t>(cell.statistic));
             ojson j;
-            j["rows"] = Categories(table.rows, cell.rows);
-            j["columns"] = Categories(table.columns, cell.columns);
+            j["rows"] = Categories(table.rows.at(cell.rowElement), cell.rows);
+            j["columns"] = Categories(table.columns.at(cell.columnElement), cell.columns);
             j["layers"] = Categories(table.layers, cell.layers);
             j["statistic"] = stat.name;
+            j["statisticLabel"] = stat.Shown();
             if (stat.cut) j["cut"] = Number(*stat.cut);
             if (stat.lower) j["lower"] = Number(*stat.lower);
             if (stat.upper) j["upper"] = Number(*stat.upper);

@@ -20,6 +20,9 @@ namespace {
 
 constexpr size_t kGap = 2;        // blanks between columns
 constexpr size_t kMaxLabel = 40;  // longer labels are cut, and the cut is marked
+// Why a cell shows no number is not visible in the cell.
+constexpr const char* kMissingNote =
+    ". A value that cannot be formed from its cell's cases (none, or too few for the statistic).\n";
 
 // The longest prefix of `text` that is at most `width` columns wide, never
 // splitting a UTF-8 sequence.
@@ -61,8 +64,8 @@ struct Leaf {
 
 class Panel {
 public:
-    Panel(const ResultTable& table, const TableGrid& grid, size_t layer, int width)
-        : _t(table), _g(grid), _layer(layer), _width(width)
+    Panel(const ResultTable& table, const TableGrid& grid, size_t layer, int width, const std::string& note)
+        : _t(table), _g(grid), _layer(layer), _width(width), _note(note)
     {
         for (size_t c = 0; c < _g.ColumnCombos().size(); ++c)
             for (size_t s = 0; s < _t.statistics.size(); ++s) _leaves.push_back({c, s});
@@ -72,6 +75,7 @@ public:
     void Render(std::string& out) const
     {
         out += _t.title + "\n";
+        if (!_note.empty()) out += _note + "\n";
         if (!_t.layers.empty()) {
             std::string line;
             const auto& combo = _g.LayerCombos()[_layer];
@@ -85,6 +89,11 @@ public:
             out += "\n";
             RenderBlock(out, begin, end);
         }
+        for (const auto& row : _values)
+            if (std::find(row.begin(), row.end(), ".") != row.end()) {
+                out += kMissingNote;
+                break;
+            }
     }
 
 private:
@@ -92,11 +101,17 @@ private:
     // (inclusive); k = -1 is the empty prefix.
     bool SamePrefix(size_t a, size_t b, int k) const
     {
-        const auto& ca = _g.ColumnCombos()[_leaves[a].column];
-        const auto& cb = _g.ColumnCombos()[_leaves[b].column];
-        for (int i = 0; i <= k; ++i)
-            if (ca[static_cast<size_t>(i)] != cb[static_cast<size_t>(i)]) return false;
-        return true;
+        return kvtables::SamePrefix(_g.ColumnCombos()[_leaves[a].column], _g.ColumnCombos()[_leaves[b].column], k);
+    }
+
+    const ResultNest& ColumnNest(size_t leaf) const { return _t.columns[_g.ColumnCombos()[_leaves[leaf].column].element]; }
+
+    // The name over a group of columns at `level`: blank past the element's
+    // depth and over a total element.
+    std::string ColumnName(size_t leaf, size_t level) const
+    {
+        const ResultNest& nest = ColumnNest(leaf);
+        return level < nest.size() && !IsTotalElement(nest) ? nest[level].Shown() : std::string();
     }
 
     // Runs of leaves in [begin, end) that share the prefix through level k.
@@ -121,15 +136,17 @@ private:
 
     std::string CategoryLabel(size_t leaf, size_t level) const
     {
-        int cat = _g.ColumnCombos()[_leaves[leaf].column][level];
-        return Truncate(_t.columns[level].categories[static_cast<size_t>(cat)].label, kMaxLabel);
+        const AxisCombo& combo = _g.ColumnCombos()[_leaves[leaf].column];
+        const ResultNest& nest = _t.columns[combo.element];
+        if (level >= nest.size()) return "";
+        return Truncate(nest[level].categories[static_cast<size_t>(combo.categories[level])].label, kMaxLabel);
     }
 
     std::string Value(size_t row, size_t leaf) const
     {
         const ResultCell* cell = _g.Cell(_layer, row, _leaves[leaf].column, _leaves[leaf].stat);
         if (!cell) return "";
-        return FormatFixed(cell->value, _t.statistics[_leaves[leaf].stat].Decimals());
+        return FormatGrouped(cell->value, _t.statistics[_leaves[leaf].stat].Decimals());
     }
 
     void Measure()
@@ -138,7 +155,7 @@ private:
         _values.assign(nRows, std::vector<std::string>(_leaves.size()));
         _widths.assign(_leaves.size(), 0);
         for (size_t j = 0; j < _leaves.size(); ++j) {
-            _widths[j] = DisplayWidth(_t.statistics[_leaves[j].stat].Heading());
+            _widths[j] = DisplayWidth(_t.statistics[_leaves[j].stat].Shown());
             for (size_t r = 0; r < nRows; ++r) {
                 _values[r][j] = Value(r, j);
                 _widths[j] = std::max(_widths[j], DisplayWidth(_values[r][j]));
@@ -146,15 +163,19 @@ private:
         }
         // Labels wider than the columns under them widen the last of those
         // columns; inner levels first, so outer labels see the result.
-        for (int k = static_cast<int>(_t.columns.size()) - 1; k >= 0; --k) {
-            for (const auto& [b, e] : Spans(0, _leaves.size(), k)) Widen(b, e, DisplayWidth(CategoryLabel(b, static_cast<size_t>(k))));
-            const size_t need = DisplayWidth(Truncate(_t.columns[static_cast<size_t>(k)].Shown(), kMaxLabel));
-            for (const auto& [b, e] : Spans(0, _leaves.size(), k - 1)) Widen(b, e, need);
+        for (int k = static_cast<int>(_t.ColumnDepth()) - 1; k >= 0; --k) {
+            const size_t level = static_cast<size_t>(k);
+            for (const auto& [b, e] : Spans(0, _leaves.size(), k)) Widen(b, e, DisplayWidth(CategoryLabel(b, level)));
+            for (const auto& [b, e] : Spans(0, _leaves.size(), k - 1))
+                Widen(b, e, DisplayWidth(Truncate(ColumnName(b, level), kMaxLabel)));
         }
-        for (const auto& v : _t.rows) {
-            size_t w = DisplayWidth(Truncate(v.Shown(), kMaxLabel));
-            for (const auto& c : v.categories) w = std::max(w, DisplayWidth(Truncate(c.label, kMaxLabel)));
-            _stub.push_back(w);
+        _stub.assign(_t.RowDepth(), 0);
+        for (const ResultNest& nest : _t.rows) {
+            for (size_t i = 0; i < nest.size(); ++i) {
+                if (_t.rows.size() == 1) _stub[i] = std::max(_stub[i], DisplayWidth(Truncate(nest[i].Shown(), kMaxLabel)));
+                for (const auto& c : nest[i].categories)
+                    _stub[i] = std::max(_stub[i], DisplayWidth(Truncate(c.label, kMaxLabel)));
+            }
         }
         _stubWidth = 0;
         for (size_t i = 0; i < _stub.size(); ++i) _stubWidth += _stub[i] + (i ? kGap : 0);
@@ -210,12 +231,12 @@ private:
     void RenderBlock(std::string& out, size_t begin, size_t end) const
     {
         const std::vector<std::string> blank(_stub.size());
-        for (size_t k = 0; k < _t.columns.size(); ++k) {
+        for (size_t k = 0; k < _t.ColumnDepth(); ++k) {
             std::string varLine = Lead(blank), catLine = Lead(blank);
             bool firstVar = true, firstCat = true;
             for (const auto& [b, e] : Spans(begin, end, static_cast<int>(k) - 1)) {
                 const size_t w = SpanWidth(b, e);
-                varLine += (firstVar ? "" : std::string(kGap, ' ')) + PadRight(Truncate(_t.columns[k].Shown(), w), w);
+                varLine += (firstVar ? "" : std::string(kGap, ' ')) + PadRight(Truncate(ColumnName(b, k), w), w);
                 firstVar = false;
             }
             for (const auto& [b, e] : Spans(begin, end, static_cast<int>(k))) {
@@ -226,23 +247,31 @@ private:
             Emit(out, varLine);
             Emit(out, catLine);
         }
-        std::vector<std::string> rowNames;
-        for (const auto& v : _t.rows) rowNames.push_back(Truncate(v.Shown(), kMaxLabel));
+        // Stacked rows name their variables at the head of each element.
+        std::vector<std::string> rowNames(_stub.size());
+        if (_t.rows.size() == 1)
+            for (size_t i = 0; i < _t.rows[0].size(); ++i) rowNames[i] = Truncate(_t.rows[0][i].Shown(), kMaxLabel);
         std::string statLine = Lead(rowNames);
         for (size_t j = begin; j < end; ++j)
-            statLine += (j > begin ? std::string(kGap, ' ') : "") + PadLeft(_t.statistics[_leaves[j].stat].Heading(), _widths[j]);
+            statLine += (j > begin ? std::string(kGap, ' ') : "") + PadLeft(_t.statistics[_leaves[j].stat].Shown(), _widths[j]);
         Emit(out, statLine);
         const size_t ruleWidth = (_stub.empty() ? 0 : _stubWidth + kGap) + SpanWidth(begin, end);
         Emit(out, std::string(std::max<size_t>(ruleWidth, 1), '-'));
 
         const auto& rows = _g.RowCombos();
         for (size_t r = 0; r < rows.size(); ++r) {
+            const ResultNest& nest = _t.rows[rows[r].element];
+            if (_t.rows.size() > 1 && (r == 0 || rows[r].element != rows[r - 1].element)) {
+                std::string names;
+                for (const ResultAxisVariable& v : nest)
+                    names += (names.empty() ? "" : " / ") + (IsTotalElement(nest) ? std::string() : v.Shown());
+                if (!names.empty()) Emit(out, Truncate(names, kMaxLabel * 2));
+            }
             std::vector<std::string> labels(_stub.size());
-            for (size_t i = 0; i < _t.rows.size(); ++i) {
+            for (size_t i = 0; i < nest.size(); ++i) {
                 // An outer label is shown only where its group starts.
-                bool starts = r == 0 || i + 1 == _t.rows.size();
-                for (size_t k = 0; k <= i && !starts; ++k) starts = rows[r][k] != rows[r - 1][k];
-                if (starts) labels[i] = Truncate(_t.rows[i].categories[static_cast<size_t>(rows[r][i])].label, kMaxLabel);
+                const bool starts = r == 0 || i + 1 == nest.size() || !kvtables::SamePrefix(rows[r], rows[r - 1], static_cast<int>(i));
+                if (starts) labels[i] = Truncate(nest[i].categories[static_cast<size_t>(rows[r].categories[i])].label, kMaxLabel);
             }
             std::string line = Lead(labels);
             for (size_t j = begin; j < end; ++j)
@@ -255,6 +284,7 @@ private:
     const TableGrid& _g;
     size_t _layer;
     int _width;
+    const std::string& _note;
     std::vector<Leaf> _leaves;
     std::vector<std::vector<std::string>> _values;  // [row][leaf]
     std::vector<size_t> _widths;                    // per leaf
@@ -288,7 +318,10 @@ namespace {
 ResultTable PrintableTable(ResultTable table)
 {
     table.title = Printable(table.title);
-    for (auto* axis : {&table.rows, &table.columns, &table.layers}) {
+    std::vector<ResultNest*> nests{&table.layers};
+    for (auto* axis : {&table.rows, &table.columns})
+        for (ResultNest& nest : *axis) nests.push_back(&nest);
+    for (ResultNest* axis : nests) {
         for (ResultAxisVariable& v : *axis) {
             v.name = Printable(v.name);
             v.label = Printable(v.label);
@@ -303,17 +336,15 @@ ResultTable PrintableTable(ResultTable table)
 std::string RenderText(const ResultSet& results, const TextOptions& options)
 {
     std::string out;
+    const std::string note = Printable(results.Note());
     for (const auto& shown : results.tables) {
         const ResultTable table = PrintableTable(shown);
         TableGrid grid(table);
         for (size_t l = 0; l < grid.LayerCombos().size(); ++l) {
             if (!out.empty()) out += "\n";
-            Panel(table, grid, l, options.width).Render(out);
+            Panel(table, grid, l, options.width, note).Render(out);
         }
     }
-    if (results.skippedCases > 0)
-        out += "\n" + std::to_string(results.skippedCases) +
-               " cases were skipped for a missing, zero or negative weight.\n";
     return out;
 }
 

@@ -1,4 +1,5 @@
 // kvtables REQUEST.json [--format text|json|csv|html] [--output FILE] [--max-memory SIZE]
+// kvtables --list-statistics
 //
 // Reads a table request, checks it against the data's dictionary, computes
 // the tables and writes them. Every mistake in the user's input ends with a
@@ -11,6 +12,8 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -21,6 +24,7 @@
 #include "Renderers.h"
 #include "RequestParser.h"
 #include "RequestValidator.h"
+#include "StatisticCatalogue.h"
 #include "TableRunner.h"
 #include "Terminal.h"
 #include "UserError.h"
@@ -40,13 +44,47 @@ std::uint64_t CountLines(const std::string& path)
     return lines;
 }
 
+// Every statistic a request can name: its name, its words and the parameters
+// it takes, in columns.
+std::string StatisticList()
+{
+    struct Line {
+        std::string name, label, params;
+    };
+    std::vector<Line> lines{{"NAME", "LABEL", "PARAMETERS"}};
+    for (int code = TableEncryptionCodes::kFirstStatisticCode; code <= TableEncryptionCodes::kLastStatisticCode;
+         ++code) {
+        const StatisticCatalogue::Entry& e = *StatisticCatalogue::Find(code);
+        if (!e.requestable) continue;
+        std::string params;
+        for (auto [bit, word] : {std::pair{StatisticCatalogue::kCut, "cut"}, {StatisticCatalogue::kLower, "lower"},
+                                 {StatisticCatalogue::kUpper, "upper"}, {StatisticCatalogue::kLevel, "level"}})
+            if (e.params & bit) params += (params.empty() ? "" : " ") + std::string(word);
+        lines.push_back({e.name, e.label, params});
+    }
+    size_t nameWidth = 0, labelWidth = 0;
+    for (const Line& l : lines) {
+        nameWidth = std::max(nameWidth, l.name.size());
+        labelWidth = std::max(labelWidth, l.label.size());
+    }
+    std::string out;
+    for (const Line& l : lines) {
+        std::string line = l.name + std::string(nameWidth - l.name.size() + 2, ' ') + l.label;
+        if (!l.params.empty()) line += std::string(labelWidth - l.label.size() + 2, ' ') + l.params;
+        out += line + "\n";
+    }
+    return out;
+}
+
 int Run(int argc, char** argv)
 {
     CLI::App app{"kvtables: multi-dimensional tables of a CSV dataset"};
     std::string requestPath;
     std::string format = "text";
     std::string output;
-    app.add_option("request", requestPath, "the table request (JSON)")->required();
+    app.add_option("request", requestPath, "the table request (JSON)");
+    bool listStatistics = false;
+    app.add_flag("--list-statistics", listStatistics, "list the statistics a request can ask for, and stop");
     app.add_option("--format", format, "output format")
         ->check(CLI::IsMember({"text", "json", "csv", "html"}));
     app.add_option("--output", output, "write to this file instead of standard output");
@@ -60,6 +98,15 @@ int Run(int argc, char** argv)
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
         std::cerr << "kvtables: " << e.what() << " (try --help)\n";
+        return kUserErrorStatus;
+    }
+
+    if (listStatistics) {
+        std::cout << StatisticList();
+        return 0;
+    }
+    if (requestPath.empty()) {
+        std::cerr << "kvtables: request is required (try --help)\n";
         return kUserErrorStatus;
     }
 
