@@ -27,7 +27,7 @@ demo: deps
 
 fuzz:
 	@./scripts/install-deps.sh fuzz
-	@./tests/fuzz/run-fuzzers.sh build-fuzz $(FUZZ_SECONDS)
+	@./fuzz/run-fuzzers.sh build-fuzz $(FUZZ_SECONDS)
 
 clean:
 	rm -rf $(BUILD) build-asan build-tsan build-fuzz

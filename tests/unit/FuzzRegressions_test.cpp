@@ -1,5 +1,5 @@
 // Replays, in the ordinary build, every input the fuzzers once crashed on
-// (tests/fuzz/regressions/<harness>/) and their seed corpora, through the
+// (fuzz/regressions/<harness>/) and their seed corpora, through the
 // harnesses' own entry code: bad input must end in a user error or a result,
 // never in another exception (a crash ends the test program).
 #include <gtest/gtest.h>
@@ -35,7 +35,7 @@ class FuzzReplay : public ::testing::TestWithParam<Harness> {};
 TEST_P(FuzzReplay, SavedInputsEndInResultsOrUserErrors)
 {
     const Harness& h = GetParam();
-    const fs::path fuzzDir = fs::path(KV_SOURCE_DIR) / "tests" / "fuzz";
+    const fs::path fuzzDir = fs::path(KV_SOURCE_DIR) / "fuzz";
     int replayed = 0;
     for (const char* kind : {"regressions", "corpus"}) {
         const fs::path dir = fuzzDir / kind / h.name;

@@ -9,8 +9,8 @@
 set -euo pipefail
 build=${1:-build-fuzz}
 seconds=${2:-60}
-root=$(cd "$(dirname "$0")/../.." && pwd)
-fuzz="$root/tests/fuzz"
+root=$(cd "$(dirname "$0")/.." && pwd)
+fuzz="$root/fuzz"
 jobs=$(nproc 2>/dev/null || echo 2)
 
 cc=clang; cxx=clang++
@@ -38,7 +38,7 @@ for harness in request dictionary csv run; do
     echo "fuzz: $harness for ${seconds}s"
     status=0
     ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
-        "$build/tests/fuzz/fuzz_$harness" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
+        "$build/fuzz/fuzz_$harness" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
         -dict="$fuzz/$dict" -artifact_prefix="$scratch/artifacts/" -print_final_stats=1 "${seeds[@]}" \
         >"$scratch/log" 2>&1 || status=$?
     grep -E '^#[0-9]+ +DONE|^Done [0-9]+ runs' "$scratch/log" || true

@@ -27,7 +27,7 @@
 namespace kvfuzz {
 namespace {
 
-// The fixed dictionary and run request (tests/fuzz/data), read once.
+// The fixed dictionary and run request (fuzz/data), read once.
 std::string DataFile(const char* name)
 {
     std::ifstream in(std::string(KVFUZZ_DATA_DIR) + "/" + name, std::ios::binary);
