@@ -231,7 +231,10 @@ private:
     void RenderBlock(std::string& out, size_t begin, size_t end) const
     {
         const std::vector<std::string> blank(_stub.size());
-        for (size_t k = 0; k < _t.ColumnDepth(); ++k) {
+        // Only as many header levels as the deepest element in this block.
+        size_t depth = 0;
+        for (size_t j = begin; j < end; ++j) depth = std::max(depth, ColumnNest(j).size());
+        for (size_t k = 0; k < depth; ++k) {
             std::string varLine = Lead(blank), catLine = Lead(blank);
             bool firstVar = true, firstCat = true;
             for (const auto& [b, e] : Spans(begin, end, static_cast<int>(k) - 1)) {
