@@ -130,6 +130,12 @@ TEST(KvtablesCli, OutputIsWrittenWholeOrNotAtAll)
     EXPECT_EQ(run("--output /dev/full"), std::make_pair(2, std::string("/dev/full: cannot write the output: "
                                                                       "No space left on device\n")));
     EXPECT_EQ(run("--output /dev/null").first, 0);
+    // A link to a device is written through, and stays a link.
+    const fs::path toDevice = dir / "device.link";
+    fs::create_symlink("/dev/null", toDevice);
+    EXPECT_EQ(run("--output '" + toDevice.string() + "'").first, 0);
+    EXPECT_TRUE(fs::is_symlink(toDevice));
+    fs::remove(toDevice);
 
     // A private file keeps its mode; a link keeps pointing at its file, which
     // gets the output; nothing is left beside them.

@@ -80,6 +80,14 @@ TEST(HostCsv, QuotedFieldsHoldDelimitersQuotesAndLineBreaks)
     EXPECT_EQ(Text(*ds, 1, 1), "");
     EXPECT_EQ(Num(*ds, 1, 2), 2.0);       // CR stripped before parsing
     EXPECT_EQ(Num(*ds, 2, 2), -DBL_MAX);  // empty numeric field
+
+    // Files written on Windows: a CRLF blank line is skipped, a CRLF inside
+    // quotes is kept, and a bare CR ends the last record.
+    ds = LoadCsv(kvtest::WriteTempFile("crlf.csv", "a,b\r\n\r\n\"x\r\ny\",1\r\nz,2\r"));
+    ASSERT_EQ(ds->GetNumCases(), 2);
+    EXPECT_EQ(Text(*ds, 0, 0), "x\r\ny");
+    EXPECT_EQ(Text(*ds, 1, 0), "z");
+    EXPECT_EQ(Num(*ds, 1, 1), 2.0);
 }
 
 TEST(HostCsv, DelimiterAndMissingValueTexts)

@@ -112,7 +112,7 @@ void RenderPanel(std::string& out, const ResultTable& t, const TableGrid& g, siz
     out += "</tr>\n</thead>\n<tbody>\n";
     for (size_t r = 0; r < rows.size(); ++r) {
         const ResultNest& nest = t.rows[rows[r].element];
-        if (stackedRows && StartsGroup(rows, r, -1)) {
+        if (stackedRows && StartsGroup(rows, r, -1) && !IsTotalElement(nest)) {
             // Each element of stacked rows opens with the names of its variables.
             std::string names;
             for (const ResultAxisVariable& v : nest) names += (names.empty() ? "" : " / ") + v.Shown();
