@@ -110,14 +110,4 @@ std::string FormatMemorySize(std::size_t bytes)
     return buf;
 }
 
-std::string FormatCount(unsigned long long n)
-{
-    std::string digits = std::to_string(n), out;
-    for (std::size_t i = 0; i < digits.size(); ++i) {
-        if (i > 0 && (digits.size() - i) % 3 == 0) out += ',';
-        out += digits[i];
-    }
-    return out;
-}
-
 }  // namespace kvtables

@@ -62,9 +62,6 @@ std::size_t ParseMemorySize(const std::string& text, const std::string& what);
 // "1.5 GB", "300 MB", "12 kB".
 std::string FormatMemorySize(std::size_t bytes);
 
-// "12,345,678".
-std::string FormatCount(unsigned long long n);
-
 }  // namespace kvtables
 
 #endif

@@ -104,9 +104,11 @@ std::string ResultSet::Note() const
     return note.empty() ? note : note + ".";
 }
 
-std::string FormatGrouped(double v, int decimals)
+namespace {
+
+// Commas between the groups of three digits before the point.
+std::string GroupThousands(std::string s)
 {
-    std::string s = FormatFixed(v, decimals);
     const size_t begin = s[0] == '-' ? 1 : 0;
     size_t end = s.find('.');
     if (end == std::string::npos) end = s.size();
@@ -114,6 +116,12 @@ std::string FormatGrouped(double v, int decimals)
     for (size_t at = end; at > begin + 3; at -= 3) s.insert(at - 3, 1, ',');
     return s;
 }
+
+}  // namespace
+
+std::string FormatGrouped(double v, int decimals) { return GroupThousands(FormatFixed(v, decimals)); }
+
+std::string FormatCount(unsigned long long n) { return GroupThousands(std::to_string(n)); }
 
 std::string FormatShortest(double v)
 {
@@ -167,19 +175,20 @@ std::vector<AxisCombo> StackCombos(const std::vector<ResultNest>& stack, std::ve
 
 }  // namespace
 
-size_t ResultTable::RowDepth() const
+namespace {
+
+size_t Depth(const std::vector<ResultNest>& stack)
 {
     size_t depth = 0;
-    for (const ResultNest& n : rows) depth = std::max(depth, n.size());
+    for (const ResultNest& n : stack) depth = std::max(depth, n.size());
     return depth;
 }
 
-size_t ResultTable::ColumnDepth() const
-{
-    size_t depth = 0;
-    for (const ResultNest& n : columns) depth = std::max(depth, n.size());
-    return depth;
-}
+}  // namespace
+
+size_t ResultTable::RowDepth() const { return Depth(rows); }
+
+size_t ResultTable::ColumnDepth() const { return Depth(columns); }
 
 TableGrid::TableGrid(const ResultTable& table)
     : _table(table),

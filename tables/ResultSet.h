@@ -103,6 +103,8 @@ int DisplayDecimals(int code, int weightDecimals, int variableDecimals);
 std::string FormatFixed(double v, int decimals);
 // The same with thousands separators, for people: "12,345.6".
 std::string FormatGrouped(double v, int decimals);
+// A whole number with thousands separators: "12,345,678".
+std::string FormatCount(unsigned long long n);
 // The shortest text that reads back as the same double.
 std::string FormatShortest(double v);
 

@@ -14,6 +14,7 @@
 #include "HashtablePair.h"
 #include "HostError.h"
 #include "KvAssert.h"
+#include "ResultSet.h"
 #include "TableDimension.h"
 #include "UserError.h"
 
@@ -59,7 +60,8 @@ std::vector<OBS> MakeValue(const Literal& v, int width)
 // variable lives in a copy of the dictionary; the data are not touched.
 class TotalVariableCases : public ProcDSIterator {
 public:
-    explicit TotalVariableCases(VESK_InputCaseIterator& cases) : _cases(cases)
+    explicit TotalVariableCases(VESK_InputCaseIterator& cases)
+        : _cases(cases), _weighted(dynamic_cast<const ProcDSIterator*>(&cases))
     {
         const VESK_DataSource& source = cases.GetDataSource();
         for (int i = 0; i < source.GetNumVariables(); ++i)
@@ -74,14 +76,11 @@ public:
     VESK_DataSource& GetDataSource() const override { return _source; }
     bool Next() override { return _cases.Next(); }
     bool Rewind() override { return _cases.Rewind(); }
-    double Weight() const override
-    {
-        const auto* weighted = dynamic_cast<const ProcDSIterator*>(&_cases);
-        return weighted ? weighted->Weight() : 1.0;
-    }
+    double Weight() const override { return _weighted ? _weighted->Weight() : 1.0; }
 
 private:
     VESK_InputCaseIterator& _cases;
+    const ProcDSIterator* _weighted;  // the wrapped iterator's weight, when it knows one
     mutable VESK_DataSource _source;
     int _index = -1;
     OBS _one;

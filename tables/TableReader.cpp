@@ -179,7 +179,7 @@ ResultAxisVariable Reader::ReadAxis(AggregationVariable* desc, const AxisEntry& 
 void Reader::CheckSize(const std::string& title, const std::vector<std::vector<const AggregationCategory*>>& dimCats,
                        size_t nr, size_t nc) const
 {
-    // Saturating products: 22 nested variables overflow any integer.
+    // In long double: 22 nested variables overflow any integer.
     auto product = [&dimCats](size_t first, size_t last) {
         long double p = 1;
         for (size_t i = first; i < last; ++i) p *= static_cast<long double>(dimCats[i].size());
