@@ -30,6 +30,18 @@ bool IsMissingValue(double v) { return v == -DBL_MAX || std::isnan(v); }
 
 ResultCell::ResultCell() : value(SystemMissing()), value2(SystemMissing()), value3(SystemMissing()) {}
 
+const char* TestKindName(TestKind kind)
+{
+    switch (kind) {
+    case TestKind::Proportions: return "proportions";
+    case TestKind::Means: return "means";
+    case TestKind::ChiSquare: return "chiSquare";
+    }
+    return "proportions";
+}
+
+TestRecord::TestRecord() : df(SystemMissing()), adjustedPValue(SystemMissing()) {}
+
 std::string ResultStatistic::Heading() const
 {
     std::string h = name;

@@ -25,6 +25,9 @@ struct ResultCategory {
     CategoryKind kind = CategoryKind::Value;
     CategoryValue value;  // none for subtotals and totals; a member's name for CategoryKind::Variable
     std::string label;    // what people see; the value itself when it has no label
+    // A column compared by a significance test: "A", "B", ... in display
+    // order, restarting in every sub-table; empty for every other category.
+    std::string letter;
 };
 
 // A variable or set on an axis.
@@ -55,8 +58,32 @@ struct ResultCell {
     std::vector<int> rows, columns, layers;    // a category index per variable of its elements, outermost first
     int statistic = 0;                       // index into ResultTable::statistics
     double value, value2, value3;            // system-missing when there is no value
+    // The letters of the columns of its sub-table this cell is significantly
+    // greater than, in column order.
+    std::vector<std::string> significantOver;
 
     ResultCell();
+};
+
+enum class TestKind { Proportions, Means, ChiSquare };
+
+// "proportions", "means", "chiSquare".
+const char* TestKindName(TestKind kind);
+
+// One significance test: a pair of compared columns in a row (proportions,
+// means), or one sub-table (chi-square). Categories are indices as in cells;
+// a chi-square record names the outer row and column categories only.
+struct TestRecord {
+    TestKind kind = TestKind::Proportions;
+    size_t rowElement = 0, columnElement = 0;
+    std::vector<int> layers, rows, columns, versus;  // versus: the second column of a pair
+    double statistic = 0.0;  // z, t or the chi-square statistic
+    double df;               // system-missing for z
+    double pValue = 1.0;
+    double adjustedPValue;   // system-missing for chi-square
+    bool significant = false;
+
+    TestRecord();
 };
 
 // The variables of one element of a stacked axis, outermost first. A total
@@ -71,6 +98,10 @@ struct ResultTable {
     // Layer by layer, row element by row element and row by row, column
     // element by column element and column by column, statistic innermost.
     std::vector<ResultCell> cells;
+    std::vector<TestRecord> tests;   // in display order of their sub-tables and rows
+    // What a reader of this table should know, one sentence each (the tests
+    // made, their adjustment and level).
+    std::vector<std::string> notes;
 
     // The most variables any element of the axis nests.
     size_t RowDepth() const;

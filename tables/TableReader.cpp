@@ -106,7 +106,7 @@ ResultAxisVariable Reader::ReadAxis(AggregationVariable* desc, const AxisEntry& 
         axis.label = &entry == &_build.rowTotal ? t.rows[_build.rowElement].totalLabel
                                                 : t.columns[_build.columnElement].totalLabel;
         for (const AggregationCategory* c : desc->GetTableDimension()->GetCategoryPointers()) {
-            axis.categories.push_back(ResultCategory{CategoryKind::Total, {}, axis.label});
+            axis.categories.push_back(ResultCategory{CategoryKind::Total, {}, axis.label, {}});
             categories.push_back(c);
         }
         return axis;

@@ -32,7 +32,7 @@ std::vector<ResultAxisVariable> Axis(const Json& variables)
             CategoryValue value;
             if (c[1].is_number()) value = c[1].get<double>();
             else if (c[1].is_string()) value = c[1].get<std::string>();
-            var.categories.push_back({kinds.at(c[0]), value, c[2]});
+            var.categories.push_back({kinds.at(c[0]), value, c[2], c.size() > 3 ? c[3].get<std::string>() : ""});
         }
         axis.push_back(var);
     }
@@ -67,7 +67,7 @@ ResultSet Results(const Json& j)
     rs.weight = j.value("weight", "");
     for (const Json& t : j.value("tables", Json::array())) {
         ResultTable table{t["title"], Stack(t, "rows"), Stack(t, "columns"), Axis(t.value("layers", Json::array())),
-                          {}, {}};
+                          {}, {}, {}, {}};
         for (const Json& s : t["statistics"]) {
             const Json given = s.is_string() ? Json{{"name", s}} : s;
             ResultStatistic stat;
