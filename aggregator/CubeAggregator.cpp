@@ -503,6 +503,22 @@ StatValues* CubeAggregator::GetStatValues(std::vector<const AggregationCategory*
     return _statValues;
 }
 
+const CellValues* CubeAggregator::GetBaseCell(std::vector<const AggregationCategory*> const& categories,
+                                              int percentType)
+{
+    KV_ASSERT(percentType >= 0 && percentType < CellStatistics::kNumPercentTypes);
+    if (!_baseStats[percentType] || !SetCellKey(categories, -1)) return nullptr;
+    // Kept bases are numbered compactly in type order.
+    size_t j = 0;
+    for (int t = 0; t < percentType; ++t) j += _baseStats[t] != nullptr;
+    CellKey& baseKey = _baseKeys[j];
+    const std::vector<int>& dims = _baseDims[j];
+    for (size_t m = 0; m < dims.size(); ++m) baseKey[static_cast<int>(m)] = _cellKey[dims[m]];
+    baseKey.UpdateHashCode();
+    KvAggrPairNode* node = _baseTables[j]->get(&baseKey);
+    return node ? node->pair.values : nullptr;
+}
+
 void CubeAggregator::CheckRetrievalKey(const CellKey& cellKey) const
 {
     KV_ASSERT(_cellKey.length() == cellKey.length());

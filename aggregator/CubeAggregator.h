@@ -71,6 +71,11 @@ public:
     // The cube's read-out object pointed at the cell (and its base cells), or
     // null when the cell does not exist. Valid until the next call.
     StatValues* GetStatValues(std::vector<const AggregationCategory*> const& categories, int iLookup);
+    // The base cell of percentage type `percentType` (0 to 6) that the cell
+    // named by `categories` divides by, whether or not that cell exists; null
+    // when no statistic keeps that base or it holds no case. Significance
+    // tests read the whole base (weighted, unweighted, squared weights) here.
+    const CellValues* GetBaseCell(std::vector<const AggregationCategory*> const& categories, int percentType);
     double GetCount(CellKey& cellKey, bool weighted, bool effective) const;
     const OBS* GetCountMeanVariance(int pos, CellKey& cellKey) const;
     const OBS* GetValuePtr(int pos, CellKey& cellKey) const;

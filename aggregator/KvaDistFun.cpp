@@ -714,6 +714,29 @@ double KvaDistFun::IdfNorm(double p, double mean, double sd)
     return mean + sd * probit(p);
 }
 
+double KvaDistFun::UpperNorm(double z)
+{
+    if (std::isnan(z)) return _missing;
+    return prbnrm(-z);
+}
+
+// The t distribution is symmetric: the upper tail at t is the lower at -t,
+// which veskcdft forms directly from the incomplete beta ratio.
+double KvaDistFun::UpperT(double t, double df) { return CdfT(-t, df); }
+
+double KvaDistFun::UpperChi(double x, double df)
+{
+    if (std::isnan(x) || !(df > 0.0)) {
+        return _missing;
+    }
+    if (x <= 0.0) {
+        return 1.0;
+    }
+    long err = 0;
+    const double r = gammad(0.5 * x, 0.5 * df, true, err);
+    return err != 0 ? _missing : r;
+}
+
 double KvaDistFun::CdfT(double t, double df)
 {
     long err = 0;

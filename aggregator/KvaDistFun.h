@@ -25,6 +25,11 @@ public:
     static double CdfF(double x, double df1, double df2);
     static double IdfF(double p, double df1, double df2);
     static double IdfBet(const double& p, const double& a, const double& b);
+    // Upper tails P(X > x), computed as tails (never as 1 - cdf) so that
+    // small p-values keep their relative accuracy.
+    static double UpperNorm(double z);
+    static double UpperT(double t, double df);
+    static double UpperChi(double x, double df);
 
     // ---- building blocks ----
     static double probit(const double& p);

@@ -23,6 +23,14 @@ const CategoryOptions& TableRequest::CategoriesOf(const std::string& name) const
     return defaults;
 }
 
+bool CategoryOptions::NeedsTotal() const
+{
+    for (const CategoryItem& item : items)
+        for (const FormulaRef& r : item.formula.References())
+            if (item.kind == ItemKind::Computed && r.kind == FormulaRef::Kind::Total) return true;
+    return false;
+}
+
 std::vector<const AxisEntry*> TableRequest::AllEntries() const
 {
     std::vector<const AxisEntry*> all;

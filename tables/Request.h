@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "CsvReader.h"
+#include "Formula.h"
 #include "TableEncryptionCodes.h"
 
 namespace kvtables {
@@ -64,7 +65,7 @@ struct StatisticRequest {
     std::optional<int> decimals;  // digits after the point; default: by the statistic and its variable
 };
 
-enum class ItemKind { Value, Range, Missing, Other, Subtotal, HiddenSubtotal, Variable };
+enum class ItemKind { Value, Range, Missing, Other, Subtotal, HiddenSubtotal, Variable, Computed };
 
 // One item of a category list, in the order written.
 struct CategoryItem {
@@ -74,9 +75,10 @@ struct CategoryItem {
     Literal high;            // the high end of a Range
     bool openLow = false;    // Range from "lo"
     bool openHigh = false;   // Range up to "hi"
-    std::string label;       // subtotal label
+    std::string label;       // subtotal label; a computed category's (empty: its formula)
     std::string variable;    // Variable: a dichotomy set member's name
     int varIndex = -1;       // Variable: its index (validation)
+    Formula formula;         // Computed
 };
 
 enum class SortBy { Value, Label, None, Statistic };
@@ -96,6 +98,10 @@ struct CategoryOptions {
     bool totalAfter = true;
     bool emptyInclude = true;
     bool missingExclude = true;
+
+    // A computed item refers to the total, which must then be counted even
+    // when it is not shown.
+    bool NeedsTotal() const;
 };
 
 // A name on one of a table's axes, resolved to a variable or a set.
@@ -116,6 +122,30 @@ struct StackElement {
     std::string totalLabel;
 };
 
+enum class Adjust { Bonferroni, None };
+enum class Compare { Subtable, FirstColumn, PreviousColumn };
+enum class ProportionBase { Weighted, Effective, Unweighted };
+
+// A pairwise significance test between the columns of each sub-table.
+struct PairTest {
+    bool on = false;
+    std::string path;
+    double alpha = 0.05;
+    Adjust adjust = Adjust::Bonferroni;
+    Compare compare = Compare::Subtable;
+    ProportionBase base = ProportionBase::Weighted;  // proportions
+    bool pooled = false;                             // means: pooled variance instead of Welch's
+};
+
+struct TestsRequest {
+    std::string path;
+    PairTest proportions, means;
+    bool chiSquare = false;
+    double chiSquareAlpha = 0.05;
+
+    bool Any() const { return proportions.on || means.on || chiSquare; }
+};
+
 struct TableRequest {
     std::string path;
     std::string title;
@@ -131,6 +161,7 @@ struct TableRequest {
     // Category options by axis name, in the request's order; names not listed
     // take the defaults.
     std::vector<std::pair<std::string, CategoryOptions>> categories;
+    TestsRequest tests;
 
     // The options of an axis name (the defaults when the request has none).
     const CategoryOptions& CategoriesOf(const std::string& name) const;

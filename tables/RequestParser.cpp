@@ -125,8 +125,20 @@ CategoryItem ReadItem(const JsonNode& j)
         return item;
     }
     j.Expect(j.Value().is_object(), "a value or an object");
-    j.Object({"range", "keyword", "subtotal", "hiddenSubtotal"});
-    if (j.Value().size() != 1) j.Fail("give exactly one of \"range\", \"keyword\", \"subtotal\", \"hiddenSubtotal\"");
+    if (auto compute = j.Find("compute")) {
+        j.Object({"compute", "label"});
+        item.kind = ItemKind::Computed;
+        try {
+            item.formula = Formula::Parse(compute->String());
+        } catch (const Formula::SyntaxError& e) {
+            compute->Fail(std::string("formula ") + Quote(compute->String()) + ": " + e.what());
+        }
+        if (auto label = j.Find("label")) item.label = label->String();
+        return item;
+    }
+    j.Object({"range", "keyword", "subtotal", "hiddenSubtotal", "compute"});
+    if (j.Value().size() != 1)
+        j.Fail("give exactly one of \"range\", \"keyword\", \"subtotal\", \"hiddenSubtotal\", \"compute\"");
     const auto members = j.Members();
     const auto& [key, v] = members[0];
     if (key == "keyword") {
@@ -181,6 +193,50 @@ CategoryOptions ReadCategories(const JsonNode& j)
     return c;
 }
 
+PairTest ReadPairTest(const JsonNode& j, bool proportions)
+{
+    if (proportions) j.Object({"alpha", "adjust", "compare", "base"});
+    else j.Object({"alpha", "adjust", "compare", "variance"});
+    PairTest t;
+    t.on = true;
+    t.path = j.Pointer();
+    if (auto a = j.Find("alpha")) {
+        t.alpha = a->Number();
+        if (!(t.alpha > 0.0 && t.alpha < 1.0)) a->Fail("alpha " + FormatNumber(t.alpha) + " is outside (0, 1)");
+    }
+    if (auto a = j.Find("adjust")) t.adjust = a->Choice({"bonferroni", "none"}) == 0 ? Adjust::Bonferroni : Adjust::None;
+    if (auto c = j.Find("compare")) {
+        static const Compare kinds[] = {Compare::Subtable, Compare::FirstColumn, Compare::PreviousColumn};
+        t.compare = kinds[c->Choice({"subtable", "firstColumn", "previousColumn"})];
+    }
+    if (auto b = j.Find("base")) {
+        static const ProportionBase kinds[] = {ProportionBase::Weighted, ProportionBase::Effective,
+                                               ProportionBase::Unweighted};
+        t.base = kinds[b->Choice({"weighted", "effective", "unweighted"})];
+    }
+    if (auto v = j.Find("variance")) t.pooled = v->Choice({"welch", "pooled"}) == 1;
+    return t;
+}
+
+TestsRequest ReadTests(const JsonNode& j)
+{
+    j.Object({"proportions", "means", "chiSquare"});
+    TestsRequest t;
+    t.path = j.Pointer();
+    if (auto p = j.Find("proportions")) t.proportions = ReadPairTest(*p, true);
+    if (auto m = j.Find("means")) t.means = ReadPairTest(*m, false);
+    if (auto c = j.Find("chiSquare")) {
+        c->Object({"alpha"});
+        t.chiSquare = true;
+        if (auto a = c->Find("alpha")) {
+            t.chiSquareAlpha = a->Number();
+            if (!(t.chiSquareAlpha > 0.0 && t.chiSquareAlpha < 1.0))
+                a->Fail("alpha " + FormatNumber(t.chiSquareAlpha) + " is outside (0, 1)");
+        }
+    }
+    return t;
+}
+
 // A list of names is one nest; a list of lists and {"total": label} objects
 // is a stack of such elements.
 std::vector<StackElement> ReadAxis(const JsonNode& a)
@@ -212,7 +268,7 @@ std::vector<StackElement> ReadAxis(const JsonNode& a)
 TableRequest ReadTable(const JsonNode& j, size_t index)
 {
     j.Object({"title", "rows", "columns", "layers", "statisticsVariable", "statistics", "summary", "totalStatistics",
-              "categories"});
+              "categories", "tests"});
     TableRequest t;
     t.path = j.Pointer();
     t.title = "Table " + std::to_string(index + 1);
@@ -242,6 +298,7 @@ TableRequest ReadTable(const JsonNode& j, size_t index)
         c->Expect(c->Value().is_object(), "an object keyed by variable or set name");
         for (const auto& [name, options] : c->Members()) t.categories.emplace_back(name, ReadCategories(options));
     }
+    if (auto tests = j.Find("tests")) t.tests = ReadTests(*tests);
     return t;
 }
 

@@ -187,6 +187,36 @@ private:
             if (!entry) Fail(options.path, Quote(name) + " is not on this table's rows, columns or layers");
             ValidateCategories(*entry, options);
         }
+        ValidateTests(t);
+    }
+
+    // Tests compare the categories of one variable: the innermost of every
+    // column element (and, for chi-square, of every row element). A total
+    // element has nothing to compare and is passed over.
+    void ValidateTests(const TableRequest& t) const
+    {
+        const TestsRequest& tests = t.tests;
+        if (tests.means.on && t.summary.empty())
+            Fail(tests.means.path, "the means test needs a \"summary\" variable on the table");
+        auto check = [&](const std::vector<StackElement>& axis, const char* side, const std::string& path) {
+            bool any = false;
+            for (const StackElement& element : axis) {
+                if (element.total) continue;
+                if (element.nest.empty()) break;
+                const AxisEntry& inner = element.nest.back();
+                if (inner.IsSet())
+                    Fail(path, "tests compare the categories of the innermost " + std::string(side) + " variable, and " +
+                                   Quote(inner.name) + " is a multiple-response set");
+                any = true;
+            }
+            if (!any) Fail(path, std::string("the test needs a ") + side + " variable on the table");
+        };
+        for (const PairTest* p : {&tests.proportions, &tests.means})
+            if (p->on) check(t.columns, "column", p->path);
+        if (tests.chiSquare) {
+            check(t.rows, "row", tests.path + "/chiSquare");
+            check(t.columns, "column", tests.path + "/chiSquare");
+        }
     }
 
     void ValidateStatistic(const TableRequest& t, const StatisticRequest& s, bool hasSet) const
@@ -214,6 +244,7 @@ private:
         WarnEmptySubtotals(options);
         for (auto& item : options.items) {
             if (item.kind == ItemKind::Subtotal || item.kind == ItemKind::HiddenSubtotal) continue;
+            if (item.kind == ItemKind::Computed) continue;
             if (dichotomies) {
                 // A dichotomy set's categories are its member variables.
                 const SetDef& set = _req.sets[static_cast<size_t>(e.setIndex)];
@@ -239,6 +270,52 @@ private:
             default:
                 break;
             }
+        }
+        for (const auto& item : options.items)
+            if (item.kind == ItemKind::Computed)
+                for (const FormulaRef& r : item.formula.References()) CheckReference(e, options, item, r, valueType);
+    }
+
+    // A formula may refer only to what the item list holds (or the total).
+    void CheckReference(const AxisEntry& e, const CategoryOptions& options, const CategoryItem& computed,
+                        const FormulaRef& r, int valueType) const
+    {
+        const std::string path = computed.path + "/compute";
+        const std::string prefix = "formula " + Quote(computed.formula.Text()) + ": [" + r.Describe() + "] ";
+        if (r.kind == FormulaRef::Kind::Total) return;
+        int found = 0;
+        for (const CategoryItem& item : options.items) {
+            switch (r.kind) {
+            case FormulaRef::Kind::Subtotal:
+                found += (item.kind == ItemKind::Subtotal || item.kind == ItemKind::HiddenSubtotal) &&
+                         item.label == r.text;
+                break;
+            case FormulaRef::Kind::Text:
+                if (item.kind == ItemKind::Variable) found += item.variable == r.text;
+                else if (item.kind == ItemKind::Value && item.value.isString)
+                    found += item.value.text.substr(0, SignificantLength(item.value.text)) ==
+                             r.text.substr(0, SignificantLength(r.text));
+                else if (item.kind == ItemKind::Range && valueType > 0)
+                    found += (item.openLow || item.value.text <= r.text) && (item.openHigh || r.text <= item.high.text);
+                break;
+            default:
+                if (item.kind == ItemKind::Value && !item.value.isString) found += item.value.number == r.number;
+                else if (item.kind == ItemKind::Range && valueType == 0)
+                    found += (item.openLow || item.value.number <= r.number) &&
+                             (item.openHigh || r.number <= item.high.number);
+                break;
+            }
+        }
+        if (r.kind == FormulaRef::Kind::Subtotal && found > 1)
+            Fail(path, prefix + "is ambiguous: " + std::to_string(found) + " subtotals of " + Quote(e.name) +
+                           " have that label");
+        if (found == 0) {
+            if (r.kind == FormulaRef::Kind::Number && (valueType != 0 || IsDichotomySet(e)))
+                Fail(path, prefix + "is a number, but the categories of " + Quote(e.name) + " are " +
+                               (IsDichotomySet(e) ? "its member variables" : "strings"));
+            if (r.kind == FormulaRef::Kind::Text && valueType == 0 && !IsDichotomySet(e))
+                Fail(path, prefix + "is a text, but " + Quote(e.name) + " is numeric");
+            Fail(path, prefix + "is not among the items of " + Quote(e.name));
         }
     }
 

@@ -98,7 +98,8 @@ struct ResultTable {
     // Layer by layer, row element by row element and row by row, column
     // element by column element and column by column, statistic innermost.
     std::vector<ResultCell> cells;
-    std::vector<TestRecord> tests;   // in display order of their sub-tables and rows
+    bool tested = false;             // the request asked for significance tests
+    std::vector<TestRecord> tests;   // by layer, then in the order of their sub-tables and rows
     // What a reader of this table should know, one sentence each (the tests
     // made, their adjustment and level).
     std::vector<std::string> notes;

@@ -171,7 +171,7 @@ AggregationVariable* TableBuilder::Describe(TableBuild& build, const AxisEntry& 
                           stats::NeedsSummary(options.sortStatistic) ? build.request->summaryIndex : entry.varIndex);
         break;
     }
-    desc->SetIsTotalNo(!options.total);
+    desc->SetIsTotalNo(!options.total && !options.NeedsTotal());
     desc->SetTotalLabel(options.totalLabel);
     desc->SetIsTotalLabelDefault(options.totalLabelDefault);
     desc->SetIsTotalPositionAfter(options.totalAfter);
@@ -225,6 +225,14 @@ void TableBuilder::SetItems(AggregationVariable& desc, const AxisEntry& entry, c
             p = std::make_unique<ParsedCategory>(ParsedCategory::kVariable);
             p->SetVarIndex(item.varIndex);
             break;
+        case ItemKind::Computed:
+            // Named by its JSON path, unique in the request, so that reading
+            // finds the item (and its formula) of each computed category.
+            p = std::make_unique<ParsedCategory>(
+                item.path, std::vector<std::string>{item.label.empty() ? item.formula.Text() : item.label},
+                item.label.empty(), std::vector<TEC::StatisticCodes>{}, std::vector<TEC::DisplayFormat>{},
+                std::vector<const VESK_Format*>{}, ParsedCategory::kPCompute, entry.varIndex);
+            break;
         }
         list.push_back(p.get());
         _parsed.push_back(std::move(p));
@@ -239,7 +247,7 @@ void TableBuilder::SetItems(AggregationVariable& desc, const AxisEntry& entry, c
     auto cover = [&covering](ParsedCategory* item) {
         ParsedCategory::ParsedCatType type = item->GetCatType();
         if (type == ParsedCategory::kSubtotal || type == ParsedCategory::kHSubtotal) covering = item->GetSubtotalEncoding();
-        else item->SetSubtotalEncoding(covering);
+        else if (type != ParsedCategory::kPCompute) item->SetSubtotalEncoding(covering);
     };
     if (options.totalAfter) std::for_each(list.rbegin(), list.rend(), cover);
     else std::for_each(list.begin(), list.end(), cover);
@@ -342,11 +350,20 @@ void TableBuilder::SetStatistics(TableBuild& build)
                 build.totalStats.push_back(-1);
             }
         }
+        for (const AggregationStatistic& hidden : TestStatistics(build, stats)) {
+            stats.push_back(hidden);
+            build.cellStats.push_back(-1);
+            build.totalStats.push_back(-1);
+        }
         build.cube->AddScaleStatistics(stats);
     } else {
         for (const StatisticRequest& s : t.statistics) {
             stats.push_back(MakeStatistic(s, -1));
             build.cellStats.push_back(indexOf(s));
+        }
+        for (const AggregationStatistic& hidden : TestStatistics(build, stats)) {
+            stats.push_back(hidden);
+            build.cellStats.push_back(-1);
         }
         if (t.totalStatistics.empty()) {
             build.cube->AddCategoryStatistics(stats, build.statisticsVariable);
@@ -372,6 +389,31 @@ void TableBuilder::SetStatistics(TableBuild& build)
         }
     }
     build.cube->SetCILevel(_request.ciLevel);
+}
+
+// What the significance tests read that the table may not show: the base of
+// column percentages (proportions) and each cell's weighted valid N, mean and
+// variance of the summary (means). The positions of the latter are noted.
+std::vector<AggregationStatistic> TableBuilder::TestStatistics(TableBuild& build,
+                                                               const std::vector<AggregationStatistic>& stats) const
+{
+    const TableRequest& t = *build.request;
+    const int var = build.scale ? t.summaryIndex : -1;
+    std::vector<AggregationStatistic> hidden;
+    auto kept = [&](TEC::StatisticCodes code) {
+        const AggregationStatistic wanted(var, code);
+        for (size_t i = 0; i < stats.size(); ++i)
+            if (stats[i].IsSame(wanted, true)) return static_cast<int>(i);
+        hidden.push_back(wanted);
+        return static_cast<int>(stats.size() + hidden.size() - 1);
+    };
+    if (t.tests.proportions.on &&
+        std::none_of(stats.begin(), stats.end(), [](const AggregationStatistic& a) {
+            return stats::PercentBaseType(a.GetSummaryStatistic()) == 1;
+        }))
+        kept(TEC::kCountPct1);
+    if (t.tests.means.on) build.meanSlots = {kept(TEC::kValidN), kept(TEC::kMean), kept(TEC::kVariance)};
+    return hidden;
 }
 
 void TableBuilder::SetSorting(TableBuild& build)

@@ -10,9 +10,11 @@
 #ifndef KVTABLES_TABLEBUILDER_H
 #define KVTABLES_TABLEBUILDER_H
 
+#include <array>
 #include <memory>
 #include <vector>
 
+#include "AggregationStatistic.h"
 #include "AggregationTable.h"
 #include "AggregationVariable.h"
 #include "MemoryLimit.h"
@@ -41,6 +43,9 @@ struct TableBuild {
     std::vector<StatisticRequest> shown;     // statistics then the extra total statistics
     std::vector<int> cellStats, totalStats;  // indices into `shown` in the engine's order; -1: not shown
     bool scale = false;
+    // The engine's positions of the weighted valid N, mean and variance that
+    // the means test reads; -1 without it.
+    std::array<int, 3> meanSlots{-1, -1, -1};
 };
 
 class TableBuilder {
@@ -69,6 +74,8 @@ private:
     void SetItems(AggregationVariable& desc, const AxisEntry& entry, const CategoryOptions& options);
     void BuildCube(TableBuild& build);
     void SetStatistics(TableBuild& build);
+    std::vector<AggregationStatistic> TestStatistics(TableBuild& build,
+                                                     const std::vector<AggregationStatistic>& stats) const;
     void SetSorting(TableBuild& build);
     [[noreturn]] void OutOfMemory(const MemoryLimit& limit, unsigned long long cases, bool ranOut) const;
 

@@ -1,5 +1,6 @@
 #include "TableRunner.h"
 
+#include "SignificanceTests.h"
 #include "TableReader.h"
 #include "VESK_Variable.h"
 
@@ -23,7 +24,10 @@ ResultSet RunTables(const Request& request, VESK_InputCaseIterator& cases, Progr
         const TableRequest& t = *builds[b].request;
         std::vector<ResultTable> parts;
         for (size_t n = 0; n < t.rows.size() * t.columns.size(); ++n) parts.push_back(ReadTable(builder, builds[b++], run));
-        result.tables.push_back(StackTables(std::move(parts), t.rows.size(), t.columns.size()));
+        ResultTable table = StackTables(std::move(parts), t.rows.size(), t.columns.size());
+        table.tested = t.tests.Any();
+        table.notes = significance::Notes(t.tests, table);
+        result.tables.push_back(std::move(table));
     }
     return result;
 }

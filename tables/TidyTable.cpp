@@ -38,6 +38,7 @@ TidyLayout MakeTidyLayout(const std::vector<const ResultTable*>& tables)
         layout.layers = std::max(layout.layers, t->layers.size());
         layout.rows = std::max(layout.rows, t->RowDepth());
         layout.columns = std::max(layout.columns, t->ColumnDepth());
+        layout.tested = layout.tested || t->tested;
     }
     layout.header = {"table", "title"};
     const std::pair<const char*, size_t> axes[3] = {
@@ -48,6 +49,7 @@ TidyLayout MakeTidyLayout(const std::vector<const ResultTable*>& tables)
                 layout.header.push_back(axis + std::to_string(i) + part);
     for (const char* h : {"statistic", "statistic_label", "cut", "lower", "upper", "level", "value", "value2", "value3"})
         layout.header.push_back(h);
+    if (layout.tested) layout.header.push_back("significant_over");
     return layout;
 }
 
@@ -66,6 +68,11 @@ void ForEachTidyRow(const ResultTable& table, double number, const TidyLayout& l
         for (const auto* p : {&stat.cut, &stat.lower, &stat.upper, &stat.level})
             fields.push_back(*p ? TidyField(**p) : TidyField());
         fields.insert(fields.end(), {Number(cell.value), Number(cell.value2), Number(cell.value3)});
+        if (layout.tested) {
+            std::string letters;
+            for (const std::string& l : cell.significantOver) letters += l;
+            fields.push_back(letters.empty() ? TidyField() : TidyField(letters));
+        }
         row(fields);
     }
 }

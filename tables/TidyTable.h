@@ -5,7 +5,9 @@
 //
 // Columns: table, title, then for each layer, row and column level
 // <axis><n>_variable, _category, _value, _label, then statistic,
-// statistic_label, cut, lower, upper, level, value, value2, value3.
+// statistic_label, cut, lower, upper, level, value, value2, value3, and, when
+// a table asks for significance tests, significant_over (the letters of the
+// columns a cell is significantly greater than, joined: "BC").
 #ifndef KVTABLES_TIDYTABLE_H
 #define KVTABLES_TIDYTABLE_H
 
@@ -24,6 +26,7 @@ using TidyField = std::variant<std::monostate, double, std::string>;
 
 struct TidyLayout {
     size_t layers = 0, rows = 0, columns = 0;  // levels per axis: the deepest table's
+    bool tested = false;                       // some table has significance tests
     std::vector<std::string> header;
 };
 

@@ -40,8 +40,13 @@ class Table:
         return pd.DataFrame(dict(zip(header, self._raw["columns"])), columns=header)
 
     def tests_frame(self):
-        """The significance tests of the table: none yet, so an empty frame with the tests' columns."""
-        return pd.DataFrame({name: pd.Series(dtype=object) for name in _kvaggr.TEST_COLUMNS})
+        """The significance tests of the table, one row per compared pair of columns in a row (proportions,
+        means) or per sub-table (chiSquare); categories as their labels, nested ones joined by " / "."""
+        columns = _kvaggr.TEST_COLUMNS
+        records = self._raw["tests"]
+        if not records:
+            return pd.DataFrame({name: pd.Series(dtype=object) for name in columns})
+        return pd.DataFrame.from_records(records, columns=columns)
 
     def _wide(self):
         """Cells as a wide frame: layer and row labels down, column labels and statistic across."""

@@ -32,7 +32,7 @@ using kvtables::ResultTable;
 using kvtables::TidyField;
 using kvtables::UserError;
 
-// The significance tests' frame, until the tests exist.
+// The significance tests' frame: one row per test record.
 const char* const kTestColumns[] = {"test",      "layers", "rows",   "columns",        "versus",
                                     "statistic", "df",     "pValue", "adjustedPValue", "significant"};
 
@@ -80,6 +80,31 @@ py::list Axis(const std::vector<kvtables::ResultAxisVariable>& vars)
     return out;
 }
 
+// The labels of a record's categories, outermost first, joined as in cell names.
+std::string Labels(const std::vector<kvtables::ResultAxisVariable>& vars, const std::vector<int>& at)
+{
+    std::string s;
+    for (size_t i = 0; i < at.size() && i < vars.size(); ++i)
+        s += (i ? " / " : "") + vars[i].categories[static_cast<size_t>(at[i])].label;
+    return s;
+}
+
+py::list Tests(const ResultTable& table)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    auto number = [nan](double v) { return kvtables::IsMissingValue(v) ? nan : v; };
+    py::list out;
+    for (const kvtables::TestRecord& r : table.tests) {
+        const auto& columns = table.columns[r.columnElement];
+        py::object versus = py::none();
+        if (r.kind != kvtables::TestKind::ChiSquare) versus = py::str(Labels(columns, r.versus));
+        out.append(py::make_tuple(kvtables::TestKindName(r.kind), Labels(table.layers, r.layers),
+                                  Labels(table.rows[r.rowElement], r.rows), Labels(columns, r.columns), versus,
+                                  r.statistic, number(r.df), r.pValue, number(r.adjustedPValue), r.significant));
+    }
+    return out;
+}
+
 py::dict TableData(const ResultTable& table, size_t number)
 {
     const kvtables::TidyLayout layout = kvtables::MakeTidyLayout({&table});
@@ -118,7 +143,7 @@ py::dict TableData(const ResultTable& table, size_t number)
     return py::dict("title"_a = table.title, "header"_a = layout.header, "columns"_a = columns,
                     "layers"_a = Axis(table.layers), "rows"_a = Axis(table.rows[0]),
                     "columns_axis"_a = Axis(table.columns[0]), "cells"_a = cells, "statistic"_a = statistic,
-                    "statistics"_a = headings, "value"_a = value);
+                    "statistics"_a = headings, "value"_a = value, "tests"_a = Tests(table));
 }
 
 py::dict Results(const ResultSet& results, const Request& request)

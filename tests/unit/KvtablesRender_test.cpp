@@ -67,7 +67,7 @@ ResultSet Results(const Json& j)
     rs.weight = j.value("weight", "");
     for (const Json& t : j.value("tables", Json::array())) {
         ResultTable table{t["title"], Stack(t, "rows"), Stack(t, "columns"), Axis(t.value("layers", Json::array())),
-                          {}, {}, {}, {}};
+                          {}, {}, false, {}, {}};
         for (const Json& s : t["statistics"]) {
             const Json given = s.is_string() ? Json{{"name", s}} : s;
             ResultStatistic stat;

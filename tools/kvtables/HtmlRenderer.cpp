@@ -37,7 +37,9 @@ const char* kStyle =
     "td{text-align:right;font-variant-numeric:tabular-nums}"
     "p.layer{font-weight:bold;margin:0.5em 0 0}"
     "tbody th.element{background:#eef}"
-    "p.note{color:#555;margin:0.2em 0}";
+    "p.note{color:#555;margin:0.2em 0}"
+    "span.letter{font-weight:normal;color:#555}"
+    "span.sig{color:#a00;font-weight:bold;margin-left:0.3em}";
 
 // Number of consecutive lines, from `from`, in the same group through
 // `level` (-1: the same element).
@@ -98,8 +100,11 @@ void RenderPanel(std::string& out, const ResultTable& t, const TableGrid& g, siz
                 continue;
             }
             const size_t n = RunLength(cols, c, level);
-            out += "<th scope=\"colgroup\"" + Span("colspan", n * nStats) + ">" +
-                   Escape(nest[k].categories[static_cast<size_t>(cols[c].categories[k])].label) + "</th>";
+            const ResultCategory& category = nest[k].categories[static_cast<size_t>(cols[c].categories[k])];
+            const std::string letter =
+                category.letter.empty() ? "" : "<br><span class=\"letter\">(" + Escape(category.letter) + ")</span>";
+            out += "<th scope=\"colgroup\"" + Span("colspan", n * nStats) + ">" + Escape(category.label) + letter +
+                   "</th>";
             c += n;
         }
         out += "</tr>\n";
@@ -133,7 +138,11 @@ void RenderPanel(std::string& out, const ResultTable& t, const TableGrid& g, siz
                 const ResultCell* cell = g.Cell(layer, r, c, s);
                 const std::string shown = cell ? FormatGrouped(cell->value, t.statistics[s].Decimals()) : "";
                 missing = missing || shown == ".";
-                out += "<td>" + Escape(shown) + "</td>";
+                std::string letters;
+                if (cell)
+                    for (const std::string& l : cell->significantOver) letters += l;
+                out += "<td>" + Escape(shown) +
+                       (letters.empty() ? "" : "<span class=\"sig\">" + Escape(letters) + "</span>") + "</td>";
             }
         out += "</tr>\n";
     }
@@ -153,6 +162,7 @@ std::string RenderHtml(const ResultSet& results)
         out += "<section>\n<h2>" + Escape(table.title) + "</h2>\n";
         if (!results.Note().empty()) out += "<p class=\"note\">" + Escape(results.Note()) + "</p>\n";
         for (size_t l = 0; l < grid.LayerCombos().size(); ++l) RenderPanel(out, table, grid, l);
+        for (const std::string& note : table.notes) out += "<p class=\"note\">" + Escape(note) + "</p>\n";
         out += "</section>\n";
     }
     out += "</body>\n</html>\n";

@@ -33,6 +33,7 @@ ojson Categories(const std::vector<ResultAxisVariable>& vars, const std::vector<
         else if (const std::string* s = std::get_if<std::string>(&c.value)) j["value"] = *s;
         else j["value"] = nullptr;
         j["label"] = c.label;
+        if (!c.letter.empty()) j["letter"] = c.letter;
         list.push_back(std::move(j));
     }
     return list;
@@ -64,9 +65,30 @@ std::string RenderJson(const ResultSet& results)
             j["value"] = Number(cell.value);
             j["value2"] = Number(cell.value2);
             j["value3"] = Number(cell.value3);
+            if (!cell.significantOver.empty()) j["significantOver"] = cell.significantOver;
             out += (i ? ",\n    " : "\n    ") + dump(j);
         }
-        out += table.cells.empty() ? "]}" : "\n   ]}";
+        out += table.cells.empty() ? "]" : "\n   ]";
+        if (table.tested) {
+            out += ",\n   \"tests\": [";
+            for (size_t i = 0; i < table.tests.size(); ++i) {
+                const TestRecord& r = table.tests[i];
+                ojson j;
+                j["test"] = TestKindName(r.kind);
+                j["layers"] = Categories(table.layers, r.layers);
+                j["rows"] = Categories(table.rows.at(r.rowElement), r.rows);
+                j["columns"] = Categories(table.columns.at(r.columnElement), r.columns);
+                if (r.kind != TestKind::ChiSquare) j["versus"] = Categories(table.columns.at(r.columnElement), r.versus);
+                j["statistic"] = Number(r.statistic);
+                j["df"] = Number(r.df);
+                j["pValue"] = Number(r.pValue);
+                j["adjustedPValue"] = Number(r.adjustedPValue);
+                j["significant"] = r.significant;
+                out += (i ? ",\n    " : "\n    ") + dump(j);
+            }
+            out += table.tests.empty() ? "]" : "\n   ]";
+        }
+        out += "}";
     }
     out += results.tables.empty() ? "]" : "\n]";
     out += ", \"skippedCases\": " + std::to_string(results.skippedCases) + "}\n";

@@ -64,8 +64,9 @@ struct Leaf {
 
 class Panel {
 public:
-    Panel(const ResultTable& table, const TableGrid& grid, size_t layer, int width, const std::string& note)
-        : _t(table), _g(grid), _layer(layer), _width(width), _note(note)
+    Panel(const ResultTable& table, const TableGrid& grid, size_t layer, int width, const std::string& note,
+          bool last)
+        : _t(table), _g(grid), _layer(layer), _width(width), _note(note), _last(last)
     {
         for (size_t c = 0; c < _g.ColumnCombos().size(); ++c)
             for (size_t s = 0; s < _t.statistics.size(); ++s) _leaves.push_back({c, s});
@@ -94,6 +95,11 @@ public:
                 out += kMissingNote;
                 break;
             }
+        // The tests' notes cover every layer: once, under the last panel.
+        if (_last && !_t.notes.empty()) {
+            out += "\n";
+            for (const std::string& note : _t.notes) out += note + "\n";
+        }
     }
 
 private:
@@ -149,17 +155,45 @@ private:
         return FormatGrouped(cell->value, _t.statistics[_leaves[leaf].stat].Decimals());
     }
 
+    // The letters of the columns a cell is significantly greater than.
+    std::string Letters(size_t row, size_t leaf) const
+    {
+        const ResultCell* cell = _g.Cell(_layer, row, _leaves[leaf].column, _leaves[leaf].stat);
+        std::string letters;
+        if (cell)
+            for (const std::string& l : cell->significantOver) letters += l;
+        return letters;
+    }
+
+    // A compared column's letter, "(A)", under its label.
+    std::string ColumnLetter(size_t leaf) const
+    {
+        const AxisCombo& combo = _g.ColumnCombos()[_leaves[leaf].column];
+        const ResultNest& nest = _t.columns[combo.element];
+        if (nest.empty() || combo.categories.empty()) return "";
+        const std::string& letter = nest.back().categories[static_cast<size_t>(combo.categories.back())].letter;
+        return letter.empty() ? "" : "(" + letter + ")";
+    }
+
     void Measure()
     {
         const size_t nRows = _g.RowCombos().size();
         _values.assign(nRows, std::vector<std::string>(_leaves.size()));
+        _letters.assign(nRows, std::vector<std::string>(_leaves.size()));
         _widths.assign(_leaves.size(), 0);
+        _slots.assign(_leaves.size(), 0);
         for (size_t j = 0; j < _leaves.size(); ++j) {
-            _widths[j] = DisplayWidth(_t.statistics[_leaves[j].stat].Shown());
+            size_t numbers = 0;
             for (size_t r = 0; r < nRows; ++r) {
                 _values[r][j] = Value(r, j);
-                _widths[j] = std::max(_widths[j], DisplayWidth(_values[r][j]));
+                _letters[r][j] = Letters(r, j);
+                numbers = std::max(numbers, DisplayWidth(_values[r][j]));
+                if (!_letters[r][j].empty()) _slots[j] = std::max(_slots[j], 1 + _letters[r][j].size());
             }
+            // Letters stand in a slot of their own right of the numbers, so
+            // that the numbers stay aligned.
+            _widths[j] = std::max({DisplayWidth(_t.statistics[_leaves[j].stat].Shown()), numbers + _slots[j],
+                                   DisplayWidth(ColumnLetter(j))});
         }
         // Labels wider than the columns under them widen the last of those
         // columns; inner levels first, so outer labels see the result.
@@ -250,6 +284,14 @@ private:
             Emit(out, varLine);
             Emit(out, catLine);
         }
+        std::string letterLine = Lead(blank);
+        bool lettered = false;
+        for (const auto& [b, e] : Spans(begin, end, static_cast<int>(depth) - 1)) {
+            const size_t w = SpanWidth(b, e);
+            letterLine += (b > begin ? std::string(kGap, ' ') : "") + PadRight(ColumnLetter(b), w);
+            lettered = lettered || !ColumnLetter(b).empty();
+        }
+        if (lettered) Emit(out, letterLine);
         // Stacked rows name their variables at the head of each element.
         std::vector<std::string> rowNames(_stub.size());
         if (_t.rows.size() == 1)
@@ -277,8 +319,11 @@ private:
                 if (starts) labels[i] = Truncate(nest[i].categories[static_cast<size_t>(rows[r].categories[i])].label, kMaxLabel);
             }
             std::string line = Lead(labels);
-            for (size_t j = begin; j < end; ++j)
-                line += (j > begin ? std::string(kGap, ' ') : "") + PadLeft(_values[r][j], _widths[j]);
+            for (size_t j = begin; j < end; ++j) {
+                const std::string letters = _letters[r][j].empty() ? "" : " " + _letters[r][j];
+                line += (j > begin ? std::string(kGap, ' ') : "") + PadLeft(_values[r][j], _widths[j] - _slots[j]) +
+                        PadRight(letters, _slots[j]);
+            }
             Emit(out, line);
         }
     }
@@ -288,9 +333,12 @@ private:
     size_t _layer;
     int _width;
     const std::string& _note;
+    bool _last;  // the table's last panel
     std::vector<Leaf> _leaves;
-    std::vector<std::vector<std::string>> _values;  // [row][leaf]
-    std::vector<size_t> _widths;                    // per leaf
+    std::vector<std::vector<std::string>> _values;   // [row][leaf]
+    std::vector<std::vector<std::string>> _letters;  // [row][leaf]
+    std::vector<size_t> _widths;                     // per leaf, letters included
+    std::vector<size_t> _slots;                      // per leaf: the letters' share of the width
     std::vector<size_t> _stub;                      // per row variable
     size_t _stubWidth = 0;
 };
@@ -345,7 +393,7 @@ std::string RenderText(const ResultSet& results, const TextOptions& options)
         TableGrid grid(table);
         for (size_t l = 0; l < grid.LayerCombos().size(); ++l) {
             if (!out.empty()) out += "\n";
-            Panel(table, grid, l, options.width, note).Render(out);
+            Panel(table, grid, l, options.width, note, l + 1 == grid.LayerCombos().size()).Render(out);
         }
     }
     return out;
