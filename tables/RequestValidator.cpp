@@ -198,7 +198,8 @@ private:
         const TestsRequest& tests = t.tests;
         if (tests.means.on && t.summary.empty())
             Fail(tests.means.path, "the means test needs a \"summary\" variable on the table");
-        auto check = [&](const std::vector<StackElement>& axis, const char* side, const std::string& path) {
+        auto check = [&](const std::vector<StackElement>& axis, const char* side, const std::string& path,
+                         const char* test) {
             bool any = false;
             for (const StackElement& element : axis) {
                 if (element.total) continue;
@@ -209,13 +210,13 @@ private:
                                    Quote(inner.name) + " is a multiple-response set");
                 any = true;
             }
-            if (!any) Fail(path, std::string("the test needs a ") + side + " variable on the table");
+            if (!any) Fail(path, std::string("the ") + test + " test needs a " + side + " variable on the table");
         };
-        for (const PairTest* p : {&tests.proportions, &tests.means})
-            if (p->on) check(t.columns, "column", p->path);
+        if (tests.proportions.on) check(t.columns, "column", tests.proportions.path, "proportions");
+        if (tests.means.on) check(t.columns, "column", tests.means.path, "means");
         if (tests.chiSquare) {
-            check(t.rows, "row", tests.path + "/chiSquare");
-            check(t.columns, "column", tests.path + "/chiSquare");
+            check(t.rows, "row", tests.path + "/chiSquare", "chi-square");
+            check(t.columns, "column", tests.path + "/chiSquare", "chi-square");
         }
     }
 

@@ -29,6 +29,24 @@ def close(actual, expected):
     return abs(actual - expected) <= 1e-9 * max(abs(expected), 1e-3)
 
 
+def check_tests(table, frame, want):
+    """The tests frame and the letters of a case with significance tests, as the C++ test reads them."""
+    tests = table.tests_frame()
+    parts = [[r.test, r.layers, r.rows, r.columns] + ([r.versus] if isinstance(r.versus, str) else [])
+             for r in tests.itertuples()]
+    assert [" | ".join(p) for p in parts] == [t[0] for t in want["tests"]]
+    for r, t in zip(tests.itertuples(), want["tests"]):
+        for got, expected in zip((r.statistic, r.df, r.pValue, r.adjustedPValue), t[1:5]):
+            assert close(got, expected), f"{t[0]}: {got} != {expected}"
+        assert bool(r.significant) == t[5]
+    cells = {cell_name(frame, row): row for _, row in frame.iterrows()}
+    for name, *value in want["someCells"]:
+        if value[0] == "over":
+            assert cells[name]["significant_over"] == value[1], name
+        else:
+            assert close(cells[name]["value"], value[0]), name
+
+
 @pytest.mark.filterwarnings("ignore::kvaggr.RequestWarning")
 @pytest.mark.parametrize("source", ["frame", "file"])
 @pytest.mark.parametrize("case", sorted(p.name[:-len(".request.json")] for p in CASES.glob("*.request.json")))
@@ -48,6 +66,9 @@ def test_cells_match_the_independent_result(case, source):
     for table, want in zip(result.tables, expected["tables"]):
         assert table.title == want.get("title", table.title)
         frame = table.to_frame()
+        if "tests" in want:
+            check_tests(table, frame, want)
+            continue
         assert [cell_name(frame, row) for _, row in frame.iterrows()] == [c[0] for c in want["cells"]]
         for (_, row), cell in zip(frame.iterrows(), want["cells"]):
             for key, value in zip(("value", "value2", "value3"), cell[1:]):

@@ -15,11 +15,20 @@
 // Every cell of the output must be listed, in display order; a value is
 // compared with a relative tolerance of 1e-9, null means system-missing.
 // Only value is compared unless value2 and value3 are given.
+//
+// A table with significance tests may instead list "someCells" (only those
+// are checked; ["name", "over", "BC"] checks the letters a cell is greater
+// than, every other cell of those statistics must have none), "letters"
+// (each compared column's letter by its label, "" for none) and "tests":
+// ["test | layers | rows | columns | versus", statistic, df, p, adjusted p,
+// significant], every record of the output listed in order.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <map>
+#include <set>
 
 #include <nlohmann/json.hpp>
 
@@ -61,6 +70,64 @@ bool Close(const json& actual, const json& expected)
     return std::fabs(a - e) <= 1e-9 * std::max(std::fabs(e), 1e-3);
 }
 
+std::string Letters(const json& cell)
+{
+    std::string s;
+    for (const json& l : cell.value("significantOver", json::array())) s += l.get<std::string>();
+    return s;
+}
+
+std::string TestName(const json& t)
+{
+    std::string name = t["test"].get<std::string>() + " | " + Labels(t["layers"]) + " | " + Labels(t["rows"]) +
+                       " | " + Labels(t["columns"]);
+    return t.contains("versus") ? name + " | " + Labels(t["versus"]) : name;
+}
+
+void CheckTests(const json& actual, const json& expected)
+{
+    std::map<std::string, const json*> byName;
+    for (const json& c : actual["cells"]) byName[CellName(c)] = &c;
+    std::set<std::string> lettered;
+    for (const json& want : expected.value("someCells", json::array())) {
+        const std::string name = want[0].get<std::string>();
+        ASSERT_TRUE(byName.count(name)) << "no cell " << name;
+        const json& cell = *byName[name];
+        if (want[1] == "over") {
+            EXPECT_EQ(Letters(cell), want[2].get<std::string>()) << name;
+            lettered.insert(name);
+        } else {
+            EXPECT_TRUE(Close(cell["value"], want[1])) << name << ": " << cell["value"] << " != " << want[1];
+        }
+    }
+    for (const json& c : actual["cells"]) {
+        if (!lettered.count(CellName(c)) && !lettered.empty()) {
+            EXPECT_EQ(Letters(c), "") << CellName(c);
+        }
+    }
+    const json letters = expected.value("letters", json::object());
+    for (const auto& [label, letter] : letters.items()) {
+        for (const json& c : actual["cells"]) {
+            if (c["columns"].back()["label"] == label) {
+                EXPECT_EQ(c["columns"].back().value("letter", ""), letter.get<std::string>()) << label;
+            }
+        }
+    }
+    const json& et = expected["tests"];
+    const json& at = actual["tests"];
+    ASSERT_EQ(at.size(), et.size());
+    for (size_t i = 0; i < et.size(); ++i) {
+        SCOPED_TRACE(et[i][0].get<std::string>());
+        EXPECT_EQ(TestName(at[i]), et[i][0].get<std::string>());
+        int v = 1;
+        for (const char* key : {"statistic", "df", "pValue", "adjustedPValue"}) {
+            EXPECT_TRUE(Close(at[i][key], et[i][v])) << key << ": " << at[i][key] << " != " << et[i][v];
+            ++v;
+        }
+        EXPECT_EQ(at[i]["significant"], et[i][5]);
+    }
+}
+
 class TableCase : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(TableCase, MatchesTheIndependentResult)
@@ -78,6 +145,10 @@ TEST_P(TableCase, MatchesTheIndependentResult)
     for (size_t t = 0; t < et.size(); ++t) {
         SCOPED_TRACE("table " + std::to_string(t));
         EXPECT_EQ(at[t]["title"], et[t].value("title", at[t]["title"]));
+        if (et[t].contains("tests")) {
+            CheckTests(at[t], et[t]);
+            continue;
+        }
         const json& ec = et[t]["cells"];
         const json& ac = at[t]["cells"];
         std::string listing;

@@ -6,7 +6,9 @@
 
 #include <string>
 
+#include "Formula.h"
 #include "InMemoryDataset.h"
+#include "SignificanceTests.h"
 #include "RequestParser.h"
 #include "RequestValidator.h"
 
@@ -89,6 +91,41 @@ TEST(KvtablesRequest, ParametersAndNamesAreKept)
     EXPECT_EQ(media.items[0].varIndex, 7);
     EXPECT_EQ(media.items[1].varIndex, 6);
     EXPECT_EQ(media.sortBy, SortBy::None);
+}
+
+// Formulas by hand: precedence, unary minus, repeated references counted once,
+// and what leaves a computed cell empty (a missing operand, a division by 0).
+TEST(Formula, EvaluatesAndRejects)
+{
+    const double M = SystemMissing();
+    struct Case {
+        const char* text;
+        std::vector<double> operands;
+        double want;
+    };
+    const Case cases[] = {{"1 + 2 * 3", {}, 7.0},          {"-(1 + [2]) / 4", {3.0}, -1.0},
+                          {"[1] - [1] * 2", {5.0}, -5.0},  {"[total] / ([1] - [1])", {4.0, 2.0}, M},
+                          {"[subtotal 'a b'] + ['x']", {M, 1.0}, M}, {"2.5e1 - - 5", {}, 30.0}};
+    for (const Case& c : cases) {
+        const Formula f = Formula::Parse(c.text);
+        ASSERT_EQ(f.References().size(), c.operands.size()) << c.text;
+        EXPECT_EQ(f.Evaluate(c.operands), c.want) << c.text;
+    }
+    const std::string deep(300, '-');
+    for (const char* bad : {"", "1 +", "[1", "(1", "1 2", "[sub 'x']", "['x", "[total", deep.c_str()})
+        EXPECT_THROW(Formula::Parse(bad), Formula::SyntaxError) << bad;
+}
+
+TEST(SignificanceTests, LettersAndPairs)
+{
+    EXPECT_EQ(significance::Letter(0) + significance::Letter(25) + significance::Letter(26) + significance::Letter(701) +
+                  significance::Letter(702),
+              "AZAAZZAAA");
+    using P = std::vector<std::pair<size_t, size_t>>;
+    EXPECT_EQ(significance::Pairs(3, Compare::Subtable), (P{{0, 1}, {0, 2}, {1, 2}}));
+    EXPECT_EQ(significance::Pairs(3, Compare::FirstColumn), (P{{0, 1}, {0, 2}}));
+    EXPECT_EQ(significance::Pairs(3, Compare::PreviousColumn), (P{{0, 1}, {1, 2}}));
+    EXPECT_TRUE(significance::Pairs(1, Compare::Subtable).empty());
 }
 
 }  // namespace
