@@ -1,6 +1,7 @@
 """Multi-dimensional statistical tables of pandas data frames.
 
     res = kvaggr.run(request, data=None, dictionary=None)
+    res.to_excel("tables.xlsx")
     wide = kvaggr.crosstab(df, rows, columns=None, ...)
 
 The request, the numbers and the error messages are those of the kvtables
@@ -80,6 +81,20 @@ class Result:
         self.tables = [Table(t) for t in raw["tables"]]
         self.skipped_cases = int(raw["skipped_cases"])
         self.warnings = list(raw["warnings"])
+        self._results = raw["results"]
+
+    def to_excel(self, path):
+        """Writes the tables as an xlsx workbook, as kvtables --format xlsx does: a worksheet per table.
+
+        path: a file name, or a binary file object to write the workbook's bytes to. The workbook is made
+        whole before the file is opened, so a table too large for a worksheet (RequestError) writes nothing.
+        """
+        workbook = _kvaggr.render_xlsx(self._results)
+        if hasattr(path, "write"):
+            path.write(workbook)
+            return
+        with open(os.fspath(path), "wb") as out:
+            out.write(workbook)
 
     def __repr__(self):
         return f"<kvaggr.Result: {len(self.tables)} tables, {self.skipped_cases} skipped cases>"

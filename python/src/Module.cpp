@@ -15,6 +15,7 @@
 #include "DataAccess.h"
 #include "FrameData.h"
 #include "HostError.h"
+#include "Renderers.h"
 #include "RequestParser.h"
 #include "RequestValidator.h"
 #include "TableRunner.h"
@@ -146,11 +147,24 @@ py::dict TableData(const ResultTable& table, size_t number)
                     "statistics"_a = headings, "value"_a = value, "tests"_a = Tests(table));
 }
 
-py::dict Results(const ResultSet& results, const Request& request)
+// The result set itself goes along, opaque, for the renderers that write it whole.
+py::dict Results(ResultSet results, const Request& request)
 {
     py::list tables;
     for (size_t t = 0; t < results.tables.size(); ++t) tables.append(TableData(results.tables[t], t + 1));
-    return py::dict("tables"_a = tables, "skipped_cases"_a = results.skippedCases, "warnings"_a = request.warnings);
+    const long long skipped = results.skippedCases;
+    return py::dict("tables"_a = tables, "skipped_cases"_a = skipped, "warnings"_a = request.warnings,
+                    "results"_a = py::cast(std::move(results)));
+}
+
+py::bytes RenderXlsx(const ResultSet& results)
+{
+    std::string workbook;
+    {
+        py::gil_scoped_release release;
+        workbook = kvtables::RenderXlsx(results);
+    }
+    return py::bytes(workbook);
 }
 
 // The engine run itself touches no Python object: the frame's arrays stay
@@ -206,6 +220,8 @@ PYBIND11_MODULE(_kvaggr, m)
     py::class_<Request>(m, "Request")
         .def_property_readonly("names_used", &kvtables::NamesUsed)
         .def_property_readonly("data", [](const Request& r) { return r.data; });
+    py::class_<ResultSet>(m, "ResultSet");
+    m.def("render_xlsx", &RenderXlsx, "results"_a);
     m.def("parse_request", &kvtables::ParseRequest, "text"_a, "name"_a, "base_dir"_a, "data_required"_a);
     m.def("load_request", &kvtables::LoadRequest, "path"_a, "data_required"_a);
     m.def("run_csv", &RunCsv, "request"_a, "dictionary"_a, "max_memory"_a);

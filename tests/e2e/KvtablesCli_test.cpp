@@ -78,7 +78,7 @@ TEST(KvtablesCli, CommandLineMistakesAreUserErrors)
     const std::string valid = WriteCase("valid");
     const std::pair<std::string, std::string> runs[] = {
         {"", "kvtables: request is required (try --help)\n"},
-        {valid + " --format xml", "kvtables: --format: xml not in {text,json,csv,html} (try --help)\n"},
+        {valid + " --format xml", "kvtables: --format: xml not in {text,json,csv,html,xlsx} (try --help)\n"},
         {"nosuch.request.json", "nosuch.request.json: cannot open the file: No such file or directory\n"},
         {valid + " --max-memory 1.5G",
          "--max-memory: \"1.5G\" is not a memory size (a number of bytes, or with K, M, G or T)\n"},

@@ -80,6 +80,7 @@ std::string Render(const ResultSet& results, const std::string& format, int widt
     if (format == "json") return RenderJson(results);
     if (format == "csv") return RenderCsv(results);
     if (format == "html") return RenderHtml(results);
+    if (format == "xlsx") return RenderXlsx(results);
     if (format == "text") return RenderText(results, TextOptions{width});
     throw UserError("unknown output format " + Quote(format));
 }

@@ -12,7 +12,7 @@
 
 namespace kvtables {
 
-// `format` is text, json, csv or html; `width` is the text width (0: no limit).
+// `format` is text, json, csv, html or xlsx; `width` is the text width (0: no limit).
 std::string Render(const ResultSet& results, const std::string& format, int width);
 
 // Writes to `path`, or to standard output when it is empty; throws UserError

@@ -1,6 +1,6 @@
-// The four ways of writing a ResultSet: text and HTML for people, JSON and CSV
-// for programs. Each returns the whole document, so nothing is written to the
-// output until every table has been rendered.
+// The ways of writing a ResultSet: text, HTML and a workbook for people, JSON
+// and CSV for programs. Each returns the whole document, so nothing is written
+// to the output until every table has been rendered.
 #ifndef KVTABLES_RENDERERS_H
 #define KVTABLES_RENDERERS_H
 
@@ -18,6 +18,9 @@ std::string RenderText(const ResultSet& results, const TextOptions& options = {}
 std::string RenderJson(const ResultSet& results);
 std::string RenderCsv(const ResultSet& results);
 std::string RenderHtml(const ResultSet& results);
+// The bytes of an xlsx workbook, one worksheet per table. Throws UserError
+// for a table larger than a worksheet holds.
+std::string RenderXlsx(const ResultSet& results);
 
 // Text from the data and the request, made safe for a terminal: control
 // characters (C0, DEL and C1, among them the escape sequences that move the

@@ -1,4 +1,4 @@
-// kvtables REQUEST.json [--format text|json|csv|html] [--output FILE] [--max-memory SIZE]
+// kvtables REQUEST.json [--format text|json|csv|html|xlsx] [--output FILE] [--max-memory SIZE]
 // kvtables --list-statistics
 //
 // Reads a table request, checks it against the data's dictionary, computes
@@ -86,7 +86,7 @@ int Run(int argc, char** argv)
     bool listStatistics = false;
     app.add_flag("--list-statistics", listStatistics, "list the statistics a request can ask for, and stop");
     app.add_option("--format", format, "output format")
-        ->check(CLI::IsMember({"text", "json", "csv", "html"}));
+        ->check(CLI::IsMember({"text", "json", "csv", "html", "xlsx"}));
     app.add_option("--output", output, "write to this file instead of standard output");
     std::string maxMemory;
     app.add_option("--max-memory", maxMemory,
@@ -107,6 +107,11 @@ int Run(int argc, char** argv)
     }
     if (requestPath.empty()) {
         std::cerr << "kvtables: request is required (try --help)\n";
+        return kUserErrorStatus;
+    }
+    // Said before the run, not after it: a workbook is no text for a terminal.
+    if (format == "xlsx" && output.empty() && isatty(STDOUT_FILENO)) {
+        std::cerr << "kvtables: --format xlsx writes a workbook: give --output FILE or redirect standard output\n";
         return kUserErrorStatus;
     }
 
