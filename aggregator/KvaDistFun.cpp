@@ -724,19 +724,6 @@ double KvaDistFun::UpperNorm(double z)
 // which veskcdft forms directly from the incomplete beta ratio.
 double KvaDistFun::UpperT(double t, double df) { return CdfT(-t, df); }
 
-double KvaDistFun::UpperChi(double x, double df)
-{
-    if (std::isnan(x) || !(df > 0.0)) {
-        return _missing;
-    }
-    if (x <= 0.0) {
-        return 1.0;
-    }
-    long err = 0;
-    const double r = gammad(0.5 * x, 0.5 * df, true, err);
-    return err != 0 ? _missing : r;
-}
-
 double KvaDistFun::CdfT(double t, double df)
 {
     long err = 0;
@@ -751,18 +738,24 @@ double KvaDistFun::IdfT(double p, double df)
     return err != 0 ? _missing : r;
 }
 
-double KvaDistFun::CdfChi(double x, double df)
+// Either tail of chi-square(df) at x, each from its own branch of the
+// incomplete gamma ratio.
+static double ChiTail(double x, double df, bool upper)
 {
     if (std::isnan(x) || !(df > 0.0)) {
-        return _missing;
+        return KvaDistFun::_missing;
     }
     if (x <= 0.0) {
-        return 0.0;
+        return upper ? 1.0 : 0.0;
     }
     long err = 0;
-    const double r = gammad(0.5 * x, 0.5 * df, false, err);
-    return err != 0 ? _missing : r;
+    const double r = KvaDistFun::gammad(0.5 * x, 0.5 * df, upper, err);
+    return err != 0 ? KvaDistFun::_missing : r;
 }
+
+double KvaDistFun::CdfChi(double x, double df) { return ChiTail(x, df, false); }
+
+double KvaDistFun::UpperChi(double x, double df) { return ChiTail(x, df, true); }
 
 double KvaDistFun::IdfChi(double p, double df)
 {

@@ -63,28 +63,20 @@ private:
         return static_cast<int>(_f._nodes.size()) - 1;
     }
 
-    int Sum()
+    // A left-associative chain of `next` joined by the two operators given.
+    int Chain(char op1, char op2, int (FormulaParser::*next)())
     {
-        int left = Product();
+        int left = (this->*next)();
         for (;;) {
             const char op = _at < _s.size() ? _s[_at] : '\0';
-            if (op != '+' && op != '-') return left;
+            if (op != op1 && op != op2) return left;
             Take(op);
-            const int right = Product();
+            const int right = (this->*next)();
             left = Add({op, 0.0, -1, left, right});
         }
     }
-    int Product()
-    {
-        int left = Unary();
-        for (;;) {
-            const char op = _at < _s.size() ? _s[_at] : '\0';
-            if (op != '*' && op != '/') return left;
-            Take(op);
-            const int right = Unary();
-            left = Add({op, 0.0, -1, left, right});
-        }
-    }
+    int Sum() { return Chain('+', '-', &FormulaParser::Product); }
+    int Product() { return Chain('*', '/', &FormulaParser::Unary); }
     int Unary()
     {
         // A request is no place for formulas nested a thousand deep; the
