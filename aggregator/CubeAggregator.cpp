@@ -622,15 +622,26 @@ CellStatistics* CubeAggregator::BaseLayout(size_t j) const
     return nullptr;
 }
 
-bool CubeAggregator::MapKey(CellKey& key, const CubeMetadata& metadata, const CellIndexMaps& maps)
+std::vector<const std::vector<int>*> CubeAggregator::PositionMaps(const CubeMetadata& metadata,
+                                                                   const CellIndexMaps& maps)
+{
+    std::vector<const std::vector<int>*> byPosition;
+    for (int i = 0; i < metadata.NumberOfDimensions(); ++i) {
+        auto it = maps.find(metadata.GetDimension(i));
+        byPosition.push_back(it == maps.end() ? nullptr : &it->second);
+    }
+    return byPosition;
+}
+
+bool CubeAggregator::MapKey(CellKey& key, const std::vector<const std::vector<int>*>& positionMaps)
 {
     for (int i = 0; i < static_cast<int>(key.length()); ++i) {
         const int e = key[i];
+        const std::vector<int>* map = positionMaps[static_cast<size_t>(i)];
         if (e >= kMinCategory) {
-            auto it = maps.find(metadata.GetDimension(i));
-            if (it == maps.end() || e >= static_cast<int>(it->second.size()) || it->second[e] < kMinCategory)
+            if (!map || e >= static_cast<int>(map->size()) || (*map)[static_cast<size_t>(e)] < kMinCategory)
                 return false;
-            key[i] = it->second[e];
+            key[i] = (*map)[static_cast<size_t>(e)];
         } else if (!(e == kNoCategory || e == kUnlistedCategory || e == kTotalCategory ||
                      (e >= kLowerSubtotal && e <= kMaxSubtotal))) {
             return false;
@@ -640,10 +651,24 @@ bool CubeAggregator::MapKey(CellKey& key, const CubeMetadata& metadata, const Ce
     return true;
 }
 
-void CubeAggregator::MergeCell(KvAggrHashtablePair& table, const CellKey& key, std::unique_ptr<CellValues> values)
+void CubeAggregator::MergeTable(KvAggrHashtablePair& mine, const KvAggrHashtablePair& theirs,
+                                const CubeMetadata& metadata, CellStatistics* base, const CubeAggregator& other,
+                                const CellIndexMaps& maps)
 {
-    if (KvAggrPairNode* node = table.get(&key)) node->pair.values->Merge(*values);
-    else table.put(new CellKey(key), values.release());
+    const std::vector<const std::vector<int>*> positionMaps = PositionMaps(metadata, maps);
+    CellKey key(metadata.NumberOfDimensions());
+    for (const CellPair& pair : theirs) {
+        key = *pair.key;
+        const bool known = MapKey(key, positionMaps);
+        KV_ASSERT(known);  // the other part's keys hold only cell indices it handed out
+        if (KvAggrPairNode* node = mine.get(&key)) {
+            node->pair.values->Merge(*pair.values);
+            continue;
+        }
+        CellStatistics* layout = base;
+        if (!layout) layout = &pair.values->GetCellStats() == other._totalStats ? _totalStats : _cellStats;
+        mine.put(new CellKey(key), new CellValues(*layout, *pair.values));
+    }
 }
 
 void CubeAggregator::Merge(const CubeAggregator& other, const CellIndexMaps& maps)
@@ -651,24 +676,9 @@ void CubeAggregator::Merge(const CubeAggregator& other, const CellIndexMaps& map
     // Both cubes come from the same calls: the same keys, layouts and bases.
     KV_ASSERT(_cellKey.length() == other._cellKey.length() && !_cells == !other._cells &&
               !_totalStats == !other._totalStats && _baseTables.size() == other._baseTables.size());
-    auto mergeTable = [&maps](KvAggrHashtablePair& mine, const KvAggrHashtablePair& theirs,
-                              const CubeMetadata& metadata, auto&& layoutOf) {
-        for (const CellPair& pair : theirs) {
-            CellKey key(*pair.key);
-            const bool known = MapKey(key, metadata, maps);
-            KV_ASSERT(known);
-            MergeCell(mine, key, std::make_unique<CellValues>(*layoutOf(*pair.values), *pair.values));
-        }
-    };
-    if (_cells)
-        mergeTable(*_cells, *other._cells, _cubeMetadata, [&](const CellValues& v) {
-            return &v.GetCellStats() == other._totalStats ? _totalStats : _cellStats;
-        });
-    for (size_t j = 0; j < _baseTables.size(); ++j) {
-        CellStatistics* layout = BaseLayout(j);
-        mergeTable(*_baseTables[j], *other._baseTables[j], _baseMetadata[j],
-                   [layout](const CellValues&) { return layout; });
-    }
+    if (_cells) MergeTable(*_cells, *other._cells, _cubeMetadata, nullptr, other, maps);
+    for (size_t j = 0; j < _baseTables.size(); ++j)
+        MergeTable(*_baseTables[j], *other._baseTables[j], _baseMetadata[j], BaseLayout(j), other, maps);
 }
 
 void CubeAggregator::WriteCells(StateWriter& out) const
@@ -691,7 +701,8 @@ void CubeAggregator::WriteCells(StateWriter& out) const
 bool CubeAggregator::ReadTable(StateReader& in, KvAggrHashtablePair& table, const CubeMetadata& metadata,
                                CellStatistics* base, const CellIndexMaps& maps)
 {
-    CellKey key(static_cast<int>(metadata.NumberOfDimensions()));
+    const std::vector<const std::vector<int>*> positionMaps = PositionMaps(metadata, maps);
+    CellKey key(metadata.NumberOfDimensions());
     const size_t keyBytes = sizeof(int) * key.length();
     std::uint32_t n = 0;
     // A cell takes at least its tag, its key and two counts.
@@ -707,10 +718,11 @@ bool CubeAggregator::ReadTable(StateReader& in, KvAggrHashtablePair& table, cons
         std::vector<int> entries(key.length());
         if (!in.GetRaw(entries.data(), keyBytes)) return false;
         for (int i = 0; i < static_cast<int>(key.length()); ++i) key[i] = entries[static_cast<size_t>(i)];
-        if (!MapKey(key, metadata, maps)) return false;
+        if (!MapKey(key, positionMaps)) return false;
         auto values = std::make_unique<CellValues>(*layout, _weightedByVariable);
         if (!values->Read(in)) return false;
-        MergeCell(table, key, std::move(values));
+        if (KvAggrPairNode* node = table.get(&key)) node->pair.values->Merge(*values);
+        else table.put(new CellKey(key), values.release());
     }
     return true;
 }

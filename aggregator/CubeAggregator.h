@@ -123,12 +123,16 @@ private:
     void SetPercentValues();
     // The layout of the cells of kept percentage base j.
     CellStatistics* BaseLayout(size_t j) const;
+    // The maps of a key's positions, by the dimension at each position.
+    static std::vector<const std::vector<int>*> PositionMaps(const CubeMetadata& metadata, const CellIndexMaps& maps);
     // Turns a key of another part into this table's cell indices; false when
     // an entry is no cell index the part could have made.
-    static bool MapKey(CellKey& key, const CubeMetadata& metadata, const CellIndexMaps& maps);
-    static void MergeCell(KvAggrHashtablePair& table, const CellKey& key, std::unique_ptr<CellValues> values);
+    static bool MapKey(CellKey& key, const std::vector<const std::vector<int>*>& positionMaps);
     bool ReadTable(StateReader& in, KvAggrHashtablePair& table, const CubeMetadata& metadata, CellStatistics* base,
                    const CellIndexMaps& maps);
+    // `base` as for ReadTable; the other's cells name their layouts in `other`.
+    void MergeTable(KvAggrHashtablePair& mine, const KvAggrHashtablePair& theirs, const CubeMetadata& metadata,
+                    CellStatistics* base, const CubeAggregator& other, const CellIndexMaps& maps);
     void CheckRetrievalKey(const CellKey& cellKey) const;
     KvAggrPairNode* FindCell(CellKey& cellKey) const;
 
