@@ -186,6 +186,8 @@ std::uint64_t AggregationTable::Shape() const
 
 void AggregationTable::Merge(const AggregationTable& other)
 {
+    // A table merged into itself would insert into the cells it walks.
+    KV_ASSERT(&other != this);
     const std::vector<CubeAggregator*> mine = AllAggregators(), theirs = other.AllAggregators();
     KV_ASSERT(mine.size() == theirs.size());
     const TableDimension::CellIndexMaps maps = _impl->_metadata->MergeDimensions(*other._impl->_metadata);
