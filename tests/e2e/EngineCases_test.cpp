@@ -294,6 +294,15 @@ TEST_P(EngineCases, PartsMergedInOrderGiveTheSameTable)
     }
 }
 
+// Tables merge only with another table of the same calls, never with themselves.
+TEST(EngineMerge, OnlyTablesOfTheSameCallsMerge)
+{
+    CaseTable t(CaseAt(0), InOrder(CaseAt(0)));
+    EXPECT_DEATH(t.table->Merge(*t.table), "&other != this");
+    CaseTable other(Named("five_RRCCL_0"), InOrder(Named("five_RRCCL_0")));
+    EXPECT_DEATH(t.table->Merge(*other.table), "_dimensions.size\\(\\) == other._dimensions.size\\(\\)");
+}
+
 TEST_P(EngineCases, ResetAndSecondPassGiveTheSameTable)
 {
     const json& c = CaseAt(GetParam());
