@@ -11,7 +11,7 @@ const std::uint32_t kByteOrder = 0x01020304u;
 
 void StateWriter::PutRaw(const void* data, std::size_t size)
 {
-    _bytes.append(static_cast<const char*>(data), size);
+    if (size > 0) _bytes.append(static_cast<const char*>(data), size);
 }
 
 bool StateReader::GetRaw(void* out, std::size_t size)
@@ -20,7 +20,7 @@ bool StateReader::GetRaw(void* out, std::size_t size)
         _failed = true;
         return false;
     }
-    std::memcpy(out, _data, size);
+    if (size > 0) std::memcpy(out, _data, size);
     _data += size;
     _left -= size;
     return true;
