@@ -10,6 +10,7 @@
 #include "TableMCSet.h"
 #include "TableMDSet.h"
 #include "TableMetadata.h"
+#include "TableState.h"
 
 using TableEncryptionCodes::DimensionPosition;
 
@@ -162,4 +163,64 @@ bool AggregationTable::HasEmptyCubes() const
 void AggregationTable::SetCLabelOption(TableEncryptionCodes::CLabelOption option)
 {
     _impl->_metadata->SetClabelOption(option);
+}
+
+// ---- partial tables ---------------------------------------------------------------
+
+std::vector<CubeAggregator*> AggregationTable::AllAggregators() const
+{
+    std::vector<CubeAggregator*> all;
+    const_cast<AggregationTable*>(this)->ForEachCube([&all](AggregationCube* cube) {
+        if (cube->GetCubeAggregator()) all.push_back(cube->GetCubeAggregator());
+    });
+    for (CubeAggregator* aggregator : _impl->_metadata->GetSortAggregators()) all.push_back(aggregator);
+    return all;
+}
+
+std::uint64_t AggregationTable::Shape() const
+{
+    std::uint64_t hash = _impl->_metadata->Shape(TableState::Fnv1a(nullptr, 0));
+    for (const CubeAggregator* aggregator : AllAggregators()) hash = aggregator->Shape(hash);
+    return hash;
+}
+
+void AggregationTable::Merge(const AggregationTable& other)
+{
+    // A table merged into itself would insert into the cells it walks.
+    KV_ASSERT(&other != this);
+    const std::vector<CubeAggregator*> mine = AllAggregators(), theirs = other.AllAggregators();
+    KV_ASSERT(mine.size() == theirs.size());
+    const TableDimension::CellIndexMaps maps = _impl->_metadata->MergeDimensions(*other._impl->_metadata);
+    for (size_t i = 0; i < mine.size(); ++i) mine[i]->Merge(*theirs[i], maps);
+}
+
+std::string AggregationTable::SaveState(std::uint64_t fingerprint, const std::string& hostBytes) const
+{
+    StateWriter body;
+    body.PutU32(static_cast<std::uint32_t>(hostBytes.size()));
+    body.PutRaw(hostBytes.data(), hostBytes.size());
+    _impl->_metadata->WriteDimensions(body);
+    for (const CubeAggregator* aggregator : AllAggregators()) aggregator->WriteCells(body);
+    return TableState::Wrap(fingerprint, Shape(), body.Bytes());
+}
+
+bool AggregationTable::LoadState(const char* data, std::size_t size, std::uint64_t fingerprint,
+                                 std::string& hostBytes, std::string& error)
+{
+    const char* body = nullptr;
+    std::size_t bodySize = 0;
+    if (!TableState::Unwrap(data, size, fingerprint, Shape(), body, bodySize, error)) return false;
+    StateReader in(body, bodySize);
+    std::uint32_t hostSize = 0;
+    bool ok = in.GetCount(hostSize, 1);
+    hostBytes.assign(hostSize, '\0');
+    ok = ok && in.GetRaw(hostBytes.data(), hostSize);
+    TableDimension::CellIndexMaps maps;
+    ok = ok && _impl->_metadata->ReadDimensions(in, maps);
+    for (CubeAggregator* aggregator : AllAggregators()) ok = ok && aggregator->ReadCells(in, maps);
+    if (ok && in.Left() == 0) return true;
+    // The checksum matched, so the bytes are as written: by a program that
+    // wrote this request's state otherwise.
+    error = "damaged table state: its cells do not fit the request's tables";
+    return false;
 }

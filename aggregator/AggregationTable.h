@@ -5,6 +5,9 @@
 #ifndef KVAGGR_AGGREGATIONTABLE_H
 #define KVAGGR_AGGREGATIONTABLE_H
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include "TableEncryptionCodes.h"
@@ -48,9 +51,33 @@ public:
     bool HasEmptyCubes() const;
     void SetCLabelOption(TableEncryptionCodes::CLabelOption option);
 
+    // ---- partial tables: one request, the data cut into parts ----
+    // Each part is a table built by the same calls and fed its own cases.
+    // Merge folds `other` into this table (categories aligned by value, then
+    // every cube's cells and percentage bases, the sort aggregators and the
+    // valid counts); merging the parts in data order gives the tables of one
+    // pass: counts and extremes exactly, weighted sums to rounding. Call
+    // CompleteCases after the last merge. The cost grows with the cells and
+    // categories of `other`, never with its cases.
+    void Merge(const AggregationTable& other);
+    // The state as bytes (TableState.h) carrying `fingerprint`, the caller's
+    // mark of the request, which LoadState checks, and `hostBytes`, counts
+    // of the caller's own that travel with the state.
+    std::string SaveState(std::uint64_t fingerprint, const std::string& hostBytes = std::string()) const;
+    // Merges a state that SaveState wrote, as Merge would merge its table,
+    // and hands back its host bytes. False, with a one-line reason, for a
+    // blob of another request, a truncated or a damaged one: this table may
+    // then hold part of it and is to be discarded, so load into a fresh
+    // table and Merge that.
+    bool LoadState(const char* data, std::size_t size, std::uint64_t fingerprint, std::string& hostBytes,
+                   std::string& error);
+
 private:
     struct AggregationTableImpl;
     template <typename F> void ForEachCube(F f);
+    // Every aggregator in the fixed cube order, then the sort aggregators.
+    std::vector<CubeAggregator*> AllAggregators() const;
+    std::uint64_t Shape() const;
     AggregationTableImpl* _impl;  // owned
 };
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <new>
 
+#include "KvAssert.h"
 #include "KvaDistFun.h"
 #include "StatisticCatalogue.h"
 
@@ -68,6 +69,25 @@ CellValues::CellValues(CellStatistics& cellStats, const std::vector<KvAggrCaseVa
     SetMedianCIOpt();
     Allocate();
     SetScaleValues(readers, weight);
+}
+
+CellValues::CellValues(CellStatistics& cellStats, const CellValues& other)
+    : _cellStats(cellStats), _effective(other._effective), _weighted(other._weighted), _onHeap(false)
+{
+    KV_ASSERT(NumOfValues() == other.NumOfValues() && NumOfFreqTables() == other.NumOfFreqTables());
+    Allocate();
+    double* v = Values();
+    const double* o = other.Values();
+    for (int s = 0; s < NumOfValues(); ++s) v[s] = o[s];
+    KvFreqTable* maps = FreqTables();
+    for (int m = 0; m < NumOfFreqTables(); ++m) maps[m] = other.FreqTables()[m];
+}
+
+CellValues::CellValues(CellStatistics& cellStats, bool effective)
+    : _cellStats(cellStats), _effective(effective), _weighted(effective), _onHeap(false)
+{
+    SetMedianCIOpt();
+    Allocate();
 }
 
 CellValues::~CellValues()
@@ -320,6 +340,101 @@ void CellValues::UpdateScaleValues(const std::vector<KvAggrCaseValueReader*>& re
 {
     CountFixed(true, false, weight, 0.0);
     AccumulateAll(readers, weight, false);
+}
+
+// ---- merge and bytes ----------------------------------------------------------------
+
+void CellValues::Merge(const CellValues& other)
+{
+    // Both cells follow layouts of one request: the same slots and maps.
+    KV_ASSERT(NumOfValues() == other.NumOfValues() && NumOfFreqTables() == other.NumOfFreqTables());
+    double* v = Values();
+    const double* o = other.Values();
+    // The fixed blocks are sums of weights, ones and squared weights.
+    for (int s = 0; s < _cellStats.GetNumFixedValues(); ++s) v[s] += o[s];
+    for (const auto& acc : _cellStats.GetAccumulators()) MergeAccumulator(acc, o + acc.slot);
+    KvFreqTable* maps = FreqTables();
+    for (int m = 0; m < NumOfFreqTables(); ++m) maps[m].Merge(other.FreqTables()[m]);
+}
+
+// `o` is the other cell's state of the accumulator. An extreme never set
+// (-MAX_DOUBLE for a maximum) loses every comparison, and a mean state of
+// weight 0 takes the other's, so an empty side changes nothing.
+void CellValues::MergeAccumulator(const CellStatistics::Accumulator& acc, const double* o)
+{
+    double* v = Values() + acc.slot;
+    switch (acc.kind) {
+    case TEC::kMaximum:
+        if (o[0] > v[0]) v[0] = o[0];
+        return;
+    case TEC::kMinimum:
+        if (o[0] < v[0]) v[0] = o[0];
+        return;
+    case TEC::kRange:
+        if (o[0] < v[0]) v[0] = o[0];
+        if (o[1] > v[1]) v[1] = o[1];
+        return;
+    case TEC::kMedian:
+    case TEC::kUMedian:
+        return;  // the maps, merged once each by Merge
+    case TEC::kValidN:
+    case TEC::kUValidN:
+    case TEC::kCountLT:
+    case TEC::kUCountLT:
+        v[0] += o[0];
+        v[1] += o[1];
+        return;
+    case TEC::kMean:
+    case TEC::kUMean:
+        break;
+    default:
+        return;
+    }
+    const double wa = v[0], wb = o[0];
+    const double w = wa + wb;
+    if (acc.fourSlots) v[3] += o[3];
+    if (wb == 0.0) return;
+    v[0] = w;
+    if (wa == 0.0) {
+        v[1] = o[1];
+        if (acc.fourSlots) v[2] = o[2];
+        return;
+    }
+    // Chan, Golub and LeVeque's pairwise update: the means move by the
+    // other's share of the weight, and the squared deviations add with the
+    // spread between the two means.
+    const double d = o[1] - v[1];
+    const double m = v[1] + d * (wb / w);
+    if (acc.fourSlots) {
+        v[1] = m;
+        if (v[2] < 0.0 || o[2] < 0.0 || w >= kMaxDouble) v[2] = -1.0;
+        else v[2] += o[2] + wa * (wb / w) * d * d;
+    } else {
+        // As the plain update does, a mean that cancels to rounding noise of
+        // the means it came from is zero.
+        const double scale = std::fmax(std::fabs(v[1]), std::fabs(o[1]));
+        v[1] = (std::fabs(m) < scale * (2.0 * CubeStatistics::MEPS_DOUBLE)) ? 0.0 : m;
+    }
+}
+
+void CellValues::Write(StateWriter& out) const
+{
+    out.PutU32(static_cast<std::uint32_t>(NumOfValues()));
+    out.PutRaw(Values(), sizeof(double) * static_cast<std::size_t>(NumOfValues()));
+    out.PutU32(static_cast<std::uint32_t>(NumOfFreqTables()));
+    for (int m = 0; m < NumOfFreqTables(); ++m) FreqTables()[m].Write(out);
+}
+
+bool CellValues::Read(StateReader& in)
+{
+    std::uint32_t n = 0;
+    if (!in.GetU32(n) || n != static_cast<std::uint32_t>(NumOfValues())) return false;
+    if (!in.GetRaw(Values(), sizeof(double) * n)) return false;
+    if (!in.GetU32(n) || n != static_cast<std::uint32_t>(NumOfFreqTables())) return false;
+    KvFreqTable* maps = FreqTables();
+    for (int m = 0; m < NumOfFreqTables(); ++m)
+        if (!maps[m].Read(in)) return false;
+    return true;
 }
 
 AggregationResult CellValues::ComputeSEWMean(double sumWeights, double sumSqDev, double sumSqWeights)

@@ -10,6 +10,14 @@
 // - holistic: median, percentiles, modes and their intervals, from a
 //   value-frequency map whose memory grows with the distinct values.
 //
+// Every kind also merges: Merge folds in a cell of the same layout that
+// another part of the data built (counts and sums add, extremes take the
+// larger or smaller, weighted moments combine pairwise, maps add value by
+// value), at a cost that grows with the state, never with the cases behind
+// it; Write and Read carry the state as bytes (TableState.h). A new kind of
+// accumulator adds its update, its merge (MergeAccumulator) and, when it
+// keeps more than doubles and maps, its bytes here.
+//
 // Memory: a cell is created for every occupied combination of categories,
 // millions in a big table, and most cubes only count. A layout of at most
 // kInlineSlots values and no maps keeps its values inside the object; any
@@ -24,6 +32,7 @@
 #include "CellStatistics.h"
 #include "CubeStatistics.h"
 #include "KvAggrCaseValueReader.h"
+#include "TableState.h"
 
 class CellValues {
 public:
@@ -42,6 +51,11 @@ public:
     // Scale cell; the readers are the table's, indexed by the layout's summary variables.
     CellValues(CellStatistics& cellStats, const std::vector<KvAggrCaseValueReader*>& readers, double weight,
                bool effective);
+    // A copy of `other`, a cell of a layout of the same shape, over
+    // `cellStats`: how a cell that only one part has enters the merged table.
+    CellValues(CellStatistics& cellStats, const CellValues& other);
+    // A cell with every accumulator at zero and empty maps, for Read.
+    CellValues(CellStatistics& cellStats, bool effective);
     CellValues(const CellValues&) = delete;
     CellValues& operator=(const CellValues&) = delete;
     ~CellValues();
@@ -52,6 +66,14 @@ public:
     void UpdateMRSetValues(double responses, bool valid, bool missingOnly, double weight);
     void SetScaleValues(const std::vector<KvAggrCaseValueReader*>& readers, double weight);
     void UpdateScaleValues(const std::vector<KvAggrCaseValueReader*>& readers, double weight);
+
+    // Folds in `other`, a cell of a layout of the same shape (the same cell
+    // of another part's table), as if its cases had come after this cell's.
+    void Merge(const CellValues& other);
+    // The accumulators as bytes, and back into a cell made for Read; false
+    // when the bytes run short or hold another layout.
+    void Write(StateWriter& out) const;
+    bool Read(StateReader& in);
 
     // The value of request i of the layout. `alternative` asks for the upper
     // mode of a mode, and for the statistic itself instead of a confidence
@@ -86,6 +108,7 @@ private:
     void ClearValues();
     void CountFixed(bool valid, bool missingOnly, double weight, double responses);
     void Accumulate(const CellStatistics::Accumulator& acc, bool valid, double x, double weight, bool first);
+    void MergeAccumulator(const CellStatistics::Accumulator& acc, const double* other);
     void AccumulateAll(KvAggrCaseValueReader* reader, double weight, bool first);
     void AccumulateAll(const std::vector<KvAggrCaseValueReader*>& readers, double weight, bool first);
 

@@ -628,6 +628,150 @@ int CubeAggregator::GetMeanVarIndex(int varIndex, bool weighted) const
     return it == _meanVarIndex->end() ? -1 : it->second;
 }
 
+// ---- partial tables ---------------------------------------------------------------
+
+CellStatistics* CubeAggregator::BaseLayout(size_t j) const
+{
+    for (CellStatistics* layout : _baseStats)
+        if (layout && j-- == 0) return layout;
+    KV_ASSERT(!"a kept base has a layout");
+    return nullptr;
+}
+
+std::vector<const std::vector<int>*> CubeAggregator::PositionMaps(const CubeMetadata& metadata,
+                                                                   const CellIndexMaps& maps)
+{
+    std::vector<const std::vector<int>*> byPosition;
+    for (int i = 0; i < metadata.NumberOfDimensions(); ++i) {
+        auto it = maps.find(metadata.GetDimension(i));
+        byPosition.push_back(it == maps.end() ? nullptr : &it->second);
+    }
+    return byPosition;
+}
+
+bool CubeAggregator::MapKey(CellKey& key, const std::vector<const std::vector<int>*>& positionMaps)
+{
+    for (int i = 0; i < static_cast<int>(key.length()); ++i) {
+        const int e = key[i];
+        const std::vector<int>* map = positionMaps[static_cast<size_t>(i)];
+        if (e >= kMinCategory) {
+            if (!map || e >= static_cast<int>(map->size()) || (*map)[static_cast<size_t>(e)] < kMinCategory)
+                return false;
+            key[i] = (*map)[static_cast<size_t>(e)];
+        } else if (!(e == kNoCategory || e == kUnlistedCategory || e == kTotalCategory ||
+                     (e >= kLowerSubtotal && e <= kMaxSubtotal))) {
+            return false;
+        }
+    }
+    key.UpdateHashCode();
+    return true;
+}
+
+void CubeAggregator::MergeTable(KvAggrHashtablePair& mine, const KvAggrHashtablePair& theirs,
+                                const CubeMetadata& metadata, CellStatistics* base, const CubeAggregator& other,
+                                const CellIndexMaps& maps)
+{
+    const std::vector<const std::vector<int>*> positionMaps = PositionMaps(metadata, maps);
+    CellKey key(metadata.NumberOfDimensions());
+    for (const CellPair& pair : theirs) {
+        key = *pair.key;
+        const bool known = MapKey(key, positionMaps);
+        KV_ASSERT(known);  // the other part's keys hold only cell indices it handed out
+        if (KvAggrPairNode* node = mine.get(&key)) {
+            node->pair.values->Merge(*pair.values);
+            continue;
+        }
+        CellStatistics* layout = base;
+        if (!layout) layout = &pair.values->GetCellStats() == other._totalStats ? _totalStats : _cellStats;
+        mine.put(new CellKey(key), new CellValues(*layout, *pair.values));
+    }
+}
+
+void CubeAggregator::Merge(const CubeAggregator& other, const CellIndexMaps& maps)
+{
+    // Both cubes come from the same calls: the same keys, layouts and bases.
+    KV_ASSERT(_cellKey.length() == other._cellKey.length() && !_cells == !other._cells &&
+              !_totalStats == !other._totalStats && _baseTables.size() == other._baseTables.size());
+    if (_cells) MergeTable(*_cells, *other._cells, _cubeMetadata, nullptr, other, maps);
+    for (size_t j = 0; j < _baseTables.size(); ++j)
+        MergeTable(*_baseTables[j], *other._baseTables[j], _baseMetadata[j], BaseLayout(j), other, maps);
+}
+
+void CubeAggregator::WriteCells(StateWriter& out) const
+{
+    auto writeTable = [&out](const KvAggrHashtablePair* table, bool tagged, const CellStatistics* totalStats) {
+        out.PutU32(table ? static_cast<std::uint32_t>(table->size()) : 0u);
+        if (!table) return;
+        for (const CellPair& pair : *table) {
+            if (tagged) out.PutU8(&pair.values->GetCellStats() == totalStats ? 1 : 0);
+            out.PutRaw(pair.key->entries(), sizeof(int) * pair.key->length());
+            pair.values->Write(out);
+        }
+    };
+    writeTable(_cells, true, _totalStats);
+    for (const KvAggrHashtablePair* table : _baseTables) writeTable(table, false, nullptr);
+}
+
+// `base` is the layout of a percentage-base table; null for the cells, whose
+// layout each cell names.
+bool CubeAggregator::ReadTable(StateReader& in, KvAggrHashtablePair& table, const CubeMetadata& metadata,
+                               CellStatistics* base, const CellIndexMaps& maps)
+{
+    const std::vector<const std::vector<int>*> positionMaps = PositionMaps(metadata, maps);
+    CellKey key(metadata.NumberOfDimensions());
+    const size_t keyBytes = sizeof(int) * key.length();
+    std::uint32_t n = 0;
+    // A cell takes at least its tag, its key and two counts.
+    if (!in.GetCount(n, (base ? 0 : 1) + keyBytes + 8)) return false;
+    for (std::uint32_t c = 0; c < n; ++c) {
+        CellStatistics* layout = base;
+        if (!base) {
+            std::uint8_t tag = 2;
+            in.GetU8(tag);
+            if (tag > 1 || (tag == 1 && !_totalStats)) return false;
+            layout = tag == 1 ? _totalStats : _cellStats;
+        }
+        std::vector<int> entries(key.length());
+        if (!in.GetRaw(entries.data(), keyBytes)) return false;
+        for (int i = 0; i < static_cast<int>(key.length()); ++i) key[i] = entries[static_cast<size_t>(i)];
+        if (!MapKey(key, positionMaps)) return false;
+        auto values = std::make_unique<CellValues>(*layout, _weightedByVariable);
+        if (!values->Read(in)) return false;
+        if (KvAggrPairNode* node = table.get(&key)) node->pair.values->Merge(*values);
+        else table.put(new CellKey(key), values.release());
+    }
+    return true;
+}
+
+bool CubeAggregator::ReadCells(StateReader& in, const CellIndexMaps& maps)
+{
+    if (_cells) {
+        if (!ReadTable(in, *_cells, _cubeMetadata, nullptr, maps)) return false;
+    } else {
+        std::uint32_t none = 1;
+        if (!in.GetU32(none) || none != 0) return false;
+    }
+    for (size_t j = 0; j < _baseTables.size(); ++j)
+        if (!ReadTable(in, *_baseTables[j], _baseMetadata[j], BaseLayout(j), maps)) return false;
+    return true;
+}
+
+std::uint64_t CubeAggregator::Shape(std::uint64_t hash) const
+{
+    hash = TableState::Mix(hash, static_cast<std::int64_t>(_cellKey.length()));
+    hash = TableState::Mix(hash, static_cast<std::int64_t>(_baseTables.size()));
+    for (const CubeMetadata& m : _baseMetadata) hash = TableState::Mix(hash, m.NumberOfDimensions());
+    for (const CellStatistics* layout : {_cellStats, _totalStats}) {
+        hash = TableState::Mix(hash, layout ? layout->GetNumValues() : -1);
+        if (!layout) continue;
+        hash = TableState::Mix(hash, layout->GetNumFreqTables());
+        for (const AggregationStatistic& s : layout->GetStatistics())
+            hash = TableState::Mix(hash, s.GetSummaryStatistic());
+    }
+    for (size_t j = 0; j < _baseTables.size(); ++j) hash = TableState::Mix(hash, BaseLayout(j)->GetNumValues());
+    return hash;
+}
+
 // ---- debug output -----------------------------------------------------------------
 
 void CubeAggregator::PrintCubeDataDbg(const char* title) const

@@ -87,6 +87,19 @@ public:
     void SetPairwiseTest(bool weighted);
     int GetMeanVarIndex(int varIndex, bool weighted) const;
 
+    // ---- partial tables (AggregationTable::Merge) ----
+    // By dimension of this table: the cell index here of each cell index of
+    // the same dimension in another part's table (MergeCategories).
+    typedef TableDimension::CellIndexMaps CellIndexMaps;
+    // Folds in the cells and percentage-base cells of `other`, the same cube
+    // of another part's table. Costs the other's cells, not its cases.
+    void Merge(const CubeAggregator& other, const CellIndexMaps& maps);
+    void WriteCells(StateWriter& out) const;
+    // Merges cells that WriteCells wrote; false when the bytes are damaged.
+    bool ReadCells(StateReader& in, const CellIndexMaps& maps);
+    // `hash` extended by what fixes the bytes of the cells: key lengths and layouts.
+    std::uint64_t Shape(std::uint64_t hash) const;
+
     // ---- debug output ----
     void PrintCubeDataDbg(const char* title) const;
 
@@ -113,6 +126,18 @@ private:
     void UpdateScalePctBase(CellKey& key, const CubeMetadata& metadata, KvAggrHashtablePair* table,
                             int percentType);
     void SetPercentValues();
+    // The layout of the cells of kept percentage base j.
+    CellStatistics* BaseLayout(size_t j) const;
+    // The maps of a key's positions, by the dimension at each position.
+    static std::vector<const std::vector<int>*> PositionMaps(const CubeMetadata& metadata, const CellIndexMaps& maps);
+    // Turns a key of another part into this table's cell indices; false when
+    // an entry is no cell index the part could have made.
+    static bool MapKey(CellKey& key, const std::vector<const std::vector<int>*>& positionMaps);
+    bool ReadTable(StateReader& in, KvAggrHashtablePair& table, const CubeMetadata& metadata, CellStatistics* base,
+                   const CellIndexMaps& maps);
+    // `base` as for ReadTable; the other's cells name their layouts in `other`.
+    void MergeTable(KvAggrHashtablePair& mine, const KvAggrHashtablePair& theirs, const CubeMetadata& metadata,
+                    CellStatistics* base, const CubeAggregator& other, const CellIndexMaps& maps);
     void CheckRetrievalKey(const CellKey& cellKey) const;
     KvAggrPairNode* FindCell(CellKey& cellKey) const;
 

@@ -1,5 +1,6 @@
 #include "CubeStatistics.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <iterator>
@@ -10,10 +11,11 @@
 
 namespace {
 
-// Process-wide median option: written once, on the first cell, without a lock
-// (the library runs on one thread).
-bool s_medianOptRead = false;
-bool s_medianOpt = false;
+// Process-wide median option, read on the first cell. Atomic, though the
+// library itself runs on one thread: the partial tables of one request may
+// fill their cells on threads of their own.
+std::atomic<bool> s_medianOptRead{false};
+std::atomic<bool> s_medianOpt{false};
 
 template <class FreqMap>
 void CollectMap(const FreqMap& freq, std::vector<double>& values, std::vector<double>& weights, double& total)
@@ -271,9 +273,10 @@ bool MedianCIOptFromText(const char* text)
 
 void SetMedianCIOpt()
 {
-    if (s_medianOptRead) return;
-    s_medianOpt = MedianCIOptFromText(std::getenv("KVGRID_MEDIAN_CI_OPT"));
-    s_medianOptRead = true;
+    if (s_medianOptRead.load(std::memory_order_acquire)) return;
+    // Threads that get here at once all read the same text.
+    s_medianOpt.store(MedianCIOptFromText(std::getenv("KVGRID_MEDIAN_CI_OPT")), std::memory_order_relaxed);
+    s_medianOptRead.store(true, std::memory_order_release);
 }
 
-bool GetMedianCIOpt() { return s_medianOpt; }
+bool GetMedianCIOpt() { return s_medianOpt.load(std::memory_order_relaxed); }

@@ -224,6 +224,33 @@ std::size_t KvFreqTable::size() const
     return _sorted.size();
 }
 
+void KvFreqTable::Merge(const KvFreqTable& other)
+{
+    for (const Entry& e : other) Add(e.first, e.second);
+}
+
+void KvFreqTable::Write(StateWriter& out) const
+{
+    out.PutU64(size());
+    for (const Entry& e : *this) {
+        out.PutDouble(e.first);
+        out.PutDouble(e.second);
+    }
+}
+
+bool KvFreqTable::Read(StateReader& in)
+{
+    std::uint64_t n = 0;
+    if (!in.GetCount(n, 2 * sizeof(double))) return false;
+    for (std::uint64_t i = 0; i < n; ++i) {
+        double value = 0.0, weight = 0.0;
+        in.GetDouble(value);
+        in.GetDouble(weight);
+        Add(value, weight);
+    }
+    return true;
+}
+
 // Moves every value of the hash table into a fresh one of `capacity` slots.
 void KvFreqTable::Rehash(std::size_t capacity)
 {

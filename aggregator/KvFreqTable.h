@@ -29,6 +29,8 @@
 #include <utility>
 #include <vector>
 
+#include "TableState.h"
+
 class KvFreqTable {
 public:
     typedef std::pair<double, double> Entry;  // value, summed weight
@@ -56,6 +58,13 @@ public:
     // The summed weight of `value`; 0 when the table has not seen it.
     double WeightOf(double value) const;
     std::size_t size() const;
+    // Adds the summed weight of every value of `other`: the merge of two
+    // parts' tables. Costs the distinct values of `other`, not its cases.
+    void Merge(const KvFreqTable& other);
+    // The values and weights as bytes (TableState.h), and back: Read adds
+    // what it reads, as Merge would; false when the bytes run short.
+    void Write(StateWriter& out) const;
+    bool Read(StateReader& in);
     bool empty() const { return _capacity == 0 && _sorted.empty() && _pending.empty(); }
     void clear();
 

@@ -40,6 +40,12 @@ int TableCVariable::GetCategoryEncoding(const OBS* value) const
 
 int TableCVariable::GetNumberOfValues() const { return _valueMap ? _valueMap->Size() : 0; }
 
+std::vector<int> TableCVariable::MergeCategories(const TableDimension& other)
+{
+    KV_ASSERT(other.GetDimensionType() == _dimensionType);
+    return MergeValueMap(*_valueMap, *static_cast<const TableCVariable&>(other)._valueMap);
+}
+
 void TableCVariable::ResetDimension()
 {
     if (_valueMap) _valueMap->Clear();

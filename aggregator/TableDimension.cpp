@@ -322,6 +322,81 @@ void TableDimension::DeleteCategories()
     _hiddenCategories.clear();
 }
 
+void TableDimension::ForgetCategories()
+{
+    DeleteCategories();
+    _categoriesBuilt = false;
+}
+
+namespace {
+
+// A value of another part: its cell index here, entering it when new.
+int AddValue(ObsVecMap& map, const OBS* key, double subtotal)
+{
+    if (const double* entry = map.Contains(key)) return static_cast<int>(entry[0]);
+    double* entry = map.Insert(key);
+    entry[0] = static_cast<double>(map.Size());
+    entry[1] = subtotal;
+    return map.Size();
+}
+
+// The entries of a map by cell index (a sorted map no longer keeps them in
+// the order they came).
+std::vector<int> EntriesByCell(const ObsVecMap& map)
+{
+    std::vector<int> byCell(static_cast<size_t>(map.Size()));
+    for (int i = 0; i < map.Size(); ++i) {
+        const int cell = static_cast<int>(map.Value(i)[0]);
+        // Cells are numbered 1 .. Size() as values come.
+        KV_ASSERT(cell >= 1 && cell <= map.Size());
+        byCell[static_cast<size_t>(cell - 1)] = i;
+    }
+    return byCell;
+}
+
+}  // namespace
+
+std::vector<int> TableDimension::MergeValueMap(ObsVecMap& mine, const ObsVecMap& theirs)
+{
+    KV_ASSERT(mine.GetKeySpec().words == theirs.GetKeySpec().words);
+    ForgetCategories();
+    std::vector<int> cellIndex(1, 0);
+    for (int i : EntriesByCell(theirs)) cellIndex.push_back(AddValue(mine, theirs.Key(i), theirs.Value(i)[1]));
+    return cellIndex;
+}
+
+void TableDimension::WriteValueMap(const ObsVecMap& map, StateWriter& out)
+{
+    const size_t bytes = static_cast<size_t>(map.GetKeySpec().words) * sizeof(OBS);
+    out.PutU32(static_cast<std::uint32_t>(map.Size()));
+    for (int i : EntriesByCell(map)) {
+        out.PutRaw(map.Key(i), bytes);
+        out.PutDouble(map.Value(i)[1]);
+    }
+}
+
+bool TableDimension::ReadValueMap(ObsVecMap& mine, StateReader& in, std::vector<int>& cellIndex)
+{
+    const size_t bytes = static_cast<size_t>(mine.GetKeySpec().words) * sizeof(OBS);
+    std::uint32_t n = 0;
+    if (!in.GetCount(n, bytes + sizeof(double))) return false;
+    ForgetCategories();
+    std::vector<OBS> key(static_cast<size_t>(mine.GetKeySpec().words));
+    cellIndex.assign(1, 0);
+    for (std::uint32_t k = 0; k < n; ++k) {
+        double subtotal = 0.0;
+        in.GetRaw(key.data(), bytes);
+        in.GetDouble(subtotal);
+        // No subtotal, or one of the subtotal encodings.
+        const double lowest = TableEncryptionCodes::kLowerSubtotal, highest = TableEncryptionCodes::kMaxSubtotal;
+        const bool known = subtotal == 0.0 || (subtotal >= lowest && subtotal <= highest &&
+                                               subtotal == static_cast<double>(static_cast<int>(subtotal)));
+        if (!known) return false;
+        cellIndex.push_back(AddValue(mine, key.data(), subtotal));
+    }
+    return true;
+}
+
 void TableDimension::AppendValueCategories(ObsVecMap& valueMap, int varIndex)
 {
     const int numValues = valueMap.Size();

@@ -9,6 +9,7 @@
 #ifndef KVAGGR_TABLEDIMENSION_H
 #define KVAGGR_TABLEDIMENSION_H
 
+#include <map>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "AggregationVariable.h"
 #include "KvAssert.h"
 #include "OBS.h"
+#include "TableState.h"
 #include "TableEncryptionCodes.h"
 #include "VESK_InputCaseIterator.h"
 
@@ -61,6 +63,20 @@ public:
     virtual int GetNumberOfValues() const = 0;
     // Forgets the values seen, then ResetDimensionBase().
     virtual void ResetDimension() = 0;
+
+    // --- merging the same dimension of another part's table ---
+    // By dimension of a table, the answers of MergeCategories.
+    typedef std::map<const TableDimension*, std::vector<int>> CellIndexMaps;
+    // Each part numbers its categories in the order it met them. These make
+    // this dimension know every category of the other part, numbering the
+    // ones it lacks after its own in the order the other met them (so parts
+    // merged in data order number their categories as one pass would), and
+    // answer, indexed by the other's cell index, this dimension's (entry 0
+    // unused). The categories shown are built again afterwards.
+    virtual std::vector<int> MergeCategories(const TableDimension& other) = 0;
+    virtual void WriteCategories(StateWriter& out) const = 0;
+    // The same from bytes WriteCategories wrote; false when they are damaged.
+    virtual bool ReadCategories(StateReader& in, std::vector<int>& cellIndex) = 0;
 
     // --- the per-case cell list ---
     void AddCategoryCell(int cell)
@@ -201,6 +217,13 @@ protected:
     // Deletes the categories of the last build, the hidden ones included
     // (the subclasses own those).
     void DeleteCategories();
+    // After a merge: the next GetCategoryPointers builds the categories again.
+    void ForgetCategories();
+    // The value map's side of MergeCategories and its bytes: a value keeps its
+    // subtotal encoding (entry 1); a new one takes the next cell index.
+    std::vector<int> MergeValueMap(ObsVecMap& mine, const ObsVecMap& theirs);
+    static void WriteValueMap(const ObsVecMap& map, StateWriter& out);
+    bool ReadValueMap(ObsVecMap& mine, StateReader& in, std::vector<int>& cellIndex);
     // Appends the values seen, in `valueMap`, as value categories of the
     // given variable in ascending or descending order, between the total
     // before and the total after where the dimension shows one.

@@ -95,6 +95,12 @@ int TableMCSet::GetCategoryEncoding(const OBS* value) const
 
 int TableMCSet::GetNumberOfValues() const { return _valueMap ? _valueMap->Size() : 0; }
 
+std::vector<int> TableMCSet::MergeCategories(const TableDimension& other)
+{
+    KV_ASSERT(other.GetDimensionType() == _dimensionType);
+    return MergeValueMap(*_valueMap, *static_cast<const TableMCSet&>(other)._valueMap);
+}
+
 void TableMCSet::ResetDimension()
 {
     if (_valueMap) _valueMap->Clear();

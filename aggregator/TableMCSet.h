@@ -35,6 +35,12 @@ public:
     int GetCategoryEncoding(const OBS* value) const override;
     int GetNumberOfValues() const override;
     void ResetDimension() override;
+    std::vector<int> MergeCategories(const TableDimension& other) override;
+    void WriteCategories(StateWriter& out) const override { WriteValueMap(*_valueMap, out); }
+    bool ReadCategories(StateReader& in, std::vector<int>& cellIndex) override
+    {
+        return ReadValueMap(*_valueMap, in, cellIndex);
+    }
     using TableDimension::GetCategoryEncoding;
 
     int GetUserMissingVariable() const { return _userMissingVariable; }

@@ -91,6 +91,54 @@ int TableMDSet::GetCategoryEncoding(const OBS* varInd) const
     return TableEncryptionCodes::kNoCategory;
 }
 
+std::vector<int> TableMDSet::MergeEncodings(const std::vector<int>& theirs)
+{
+    ForgetCategories();
+    // The other part's members in the order of their first hits there.
+    std::vector<size_t> byCell(theirs.size() + 1, theirs.size());
+    for (size_t i = 0; i < theirs.size(); ++i)
+        if (theirs[i] >= 1) byCell[static_cast<size_t>(theirs[i])] = i;
+    std::vector<int> cellIndex(byCell.size(), 0);
+    for (size_t cell = 1; cell < byCell.size(); ++cell) {
+        const size_t i = byCell[cell];
+        if (i == theirs.size()) continue;
+        if (_varEncodings[i] < 1) _varEncodings[i] = ++_lastEncoding;
+        cellIndex[cell] = _varEncodings[i];
+    }
+    return cellIndex;
+}
+
+std::vector<int> TableMDSet::MergeCategories(const TableDimension& other)
+{
+    KV_ASSERT(other.GetDimensionType() == _dimensionType);
+    const auto& set = static_cast<const TableMDSet&>(other);
+    KV_ASSERT(set._varEncodings.size() == _varEncodings.size());
+    return MergeEncodings(set._varEncodings);
+}
+
+void TableMDSet::WriteCategories(StateWriter& out) const
+{
+    out.PutU32(static_cast<std::uint32_t>(_varEncodings.size()));
+    for (int e : _varEncodings) out.PutI32(e);
+}
+
+bool TableMDSet::ReadCategories(StateReader& in, std::vector<int>& cellIndex)
+{
+    std::uint32_t n = 0;
+    if (!in.GetCount(n, sizeof(std::int32_t)) || n != _varEncodings.size()) return false;
+    // Each member's first-hit number, 0 for a member never hit; no number twice.
+    std::vector<int> theirs(n);
+    std::vector<char> taken(n + 1, 0);
+    for (int& e : theirs) {
+        std::int32_t v = 0;
+        in.GetI32(v);
+        if (v < 0 || v > static_cast<std::int32_t>(n) || (v > 0 && taken[static_cast<size_t>(v)]++)) return false;
+        e = v;
+    }
+    cellIndex = MergeEncodings(theirs);
+    return true;
+}
+
 void TableMDSet::ResetDimension()
 {
     for (AggregationCategory* category : _hiddenCategories) delete category;

@@ -36,6 +36,9 @@ public:
     // The encodings handed out to members stay: they depend on the order of
     // first hits across all passes.
     void ResetDimension() override;
+    std::vector<int> MergeCategories(const TableDimension& other) override;
+    void WriteCategories(StateWriter& out) const override;
+    bool ReadCategories(StateReader& in, std::vector<int>& cellIndex) override;
     using TableDimension::GetCategoryEncoding;
 
     // Names the members' categories after their variables and labels them.
@@ -54,6 +57,8 @@ private:
     // The category of member `iVar`, or null when it is left out.
     AggregationCategory* MakeVariableCategory(size_t iVar) const;
     AggregationCategory* MakeSubtotalCategory(int encoding) const;
+    // MergeCategories over the other part's member encodings.
+    std::vector<int> MergeEncodings(const std::vector<int>& theirs);
 
     std::vector<int> _indexList;
     std::vector<KvAggrCaseValueReader*> _readers;  // owned, in _indexList order

@@ -106,6 +106,46 @@ bool TableMetadata::EncodeCase()
     return true;
 }
 
+std::map<const TableDimension*, std::vector<int>> TableMetadata::MergeDimensions(const TableMetadata& other)
+{
+    KV_ASSERT(_dimensions.size() == other._dimensions.size() && _validCount.size() == other._validCount.size());
+    std::map<const TableDimension*, std::vector<int>> maps;
+    for (size_t d = 0; d < _dimensions.size(); ++d)
+        maps[_dimensions[d]] = _dimensions[d]->MergeCategories(*other._dimensions[d]);
+    for (size_t i = 0; i < _validCount.size(); ++i) _validCount[i] += other._validCount[i];
+    return maps;
+}
+
+void TableMetadata::WriteDimensions(StateWriter& out) const
+{
+    for (const TableDimension* dimension : _dimensions) dimension->WriteCategories(out);
+    for (double count : _validCount) out.PutDouble(count);
+}
+
+bool TableMetadata::ReadDimensions(StateReader& in, std::map<const TableDimension*, std::vector<int>>& maps)
+{
+    for (TableDimension* dimension : _dimensions)
+        if (!dimension->ReadCategories(in, maps[dimension])) return false;
+    for (double& count : _validCount) {
+        double more = 0.0;
+        if (!in.GetDouble(more)) return false;
+        count += more;
+    }
+    return true;
+}
+
+std::uint64_t TableMetadata::Shape(std::uint64_t hash) const
+{
+    hash = TableState::Mix(hash, static_cast<std::int64_t>(_dimensions.size()));
+    for (const TableDimension* dimension : _dimensions) {
+        hash = TableState::Mix(hash, dimension->GetDimensionType());
+        hash = TableState::Mix(hash, dimension->GetValueType());
+        for (int v : dimension->VariableIndex()) hash = TableState::Mix(hash, v);
+    }
+    hash = TableState::Mix(hash, static_cast<std::int64_t>(_validCount.size()));
+    return TableState::Mix(hash, static_cast<std::int64_t>(_sortAggregators.size()));
+}
+
 void TableMetadata::ResetMetadata()
 {
     for (TableDimension* dimension : _dimensions) dimension->ResetDimension();

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "TableEncryptionCodes.h"
+#include "TableState.h"
 #include "VESK_InputCaseIterator.h"
 
 class AggregationStatistic;
@@ -65,6 +66,14 @@ public:
     // every scale value and reads the case weight. False when there are
     // dimensions and none of them accepts the case.
     bool EncodeCase();
+
+    // ---- partial tables (AggregationTable::Merge) ----
+    // Merges the categories of every dimension and the valid counts of
+    // `other`, built by the same calls; the answers of MergeCategories.
+    std::map<const TableDimension*, std::vector<int>> MergeDimensions(const TableMetadata& other);
+    void WriteDimensions(StateWriter& out) const;
+    bool ReadDimensions(StateReader& in, std::map<const TableDimension*, std::vector<int>>& maps);
+    std::uint64_t Shape(std::uint64_t hash) const;
 
     // Prepares a further pass over the data.
     void ResetMetadata();

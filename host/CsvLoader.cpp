@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cfloat>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 #include <string_view>
 #include <unordered_map>
@@ -203,6 +204,8 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
         reader = Reopen();
         if (!reader) throw HostError(csvPath + ": the file changed while it was being read");
     }
+    _begin = reader->Offset();
+    _beginLine = reader->OffsetLine();
 
     _inferred.assign(static_cast<size_t>(n), 0);
     _whyText.assign(static_cast<size_t>(n), std::string());
@@ -226,6 +229,51 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
         _dataSource->AddVariable(std::move(v));
     }
 
+    LayOutRows(need);
+    Start(std::move(reader));
+}
+
+CsvCaseIterator::CsvCaseIterator(const CsvCaseIterator& whole, size_t begin, size_t end, long long line)
+    : ProcDSIterator(whole.GetWeightIndex()), _path(whole._path), _options(whole._options),
+      _dataSource(std::make_unique<VESK_DataSource>()), _header(whole._header), _inferred(whole._inferred),
+      _whyText(whole._whyText), _begin(begin), _end(end), _beginLine(line), _isPart(true)
+{
+    _sysmisWord.num = -DBL_MAX;
+    const VESK_DataSource& source = whole.GetDataSource();
+    for (int v = 0; v < source.GetNumVariables(); ++v)
+        _dataSource->AddVariable(std::make_unique<VESK_Variable>(*source.GetVariable(v)));
+    std::vector<char> need(whole._offsets.size());
+    for (size_t c = 0; c < need.size(); ++c) need[c] = whole._offsets[c] >= 0;
+    LayOutRows(need);
+    Start(std::make_unique<CsvRecordReader>(_path, _options, _begin, _end, _beginLine));
+}
+
+std::vector<std::unique_ptr<CsvCaseIterator>> CsvCaseIterator::Split(int parts) const
+{
+    std::vector<double> fractions;
+    for (int k = 1; k < parts; ++k) fractions.push_back(static_cast<double>(k) / parts);
+    return Split(fractions);
+}
+
+std::vector<std::unique_ptr<CsvCaseIterator>> CsvCaseIterator::Split(const std::vector<double>& fractions) const
+{
+    std::error_code ec;
+    const auto size = static_cast<double>(std::filesystem::file_size(_path, ec));
+    if (ec) throw HostError(_path + ": cannot read the file's size: " + ec.message());
+    std::vector<size_t> nominal;
+    for (double f : fractions)
+        nominal.push_back(_begin + static_cast<size_t>(std::max(0.0, size - static_cast<double>(_begin)) * f));
+    const CsvCuts cuts = CsvRecordBoundaries(_path, _begin, _beginLine, nominal);
+    std::vector<std::unique_ptr<CsvCaseIterator>> streams;
+    for (size_t k = 0; k + 1 < cuts.offsets.size(); ++k)
+        streams.push_back(std::unique_ptr<CsvCaseIterator>(
+            new CsvCaseIterator(*this, cuts.offsets[k], cuts.offsets[k + 1], cuts.lines[k])));
+    return streams;
+}
+
+void CsvCaseIterator::LayOutRows(const std::vector<char>& need)
+{
+    const int n = static_cast<int>(need.size());
     // Row layout: the needed columns' words, one after the other.
     int maxBlankWords = 0;
     _offsets.assign(static_cast<size_t>(n), -1);
@@ -262,7 +310,6 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
         b->lines.resize(static_cast<size_t>(_rowsPerBatch));
         _batches.push_back(std::move(b));
     }
-    Start(std::move(reader));
 }
 
 CsvCaseIterator::~CsvCaseIterator() { Stop(); }
@@ -270,6 +317,7 @@ CsvCaseIterator::~CsvCaseIterator() { Stop(); }
 std::unique_ptr<CsvRecordReader> CsvCaseIterator::Reopen() const
 {
     try {
+        if (_isPart) return std::make_unique<CsvRecordReader>(_path, _options, _begin, _end, _beginLine);
         auto reader = std::make_unique<CsvRecordReader>(_path, _options);
         if (ReadHeaderFrom(*reader) != _header) return nullptr;
         return reader;

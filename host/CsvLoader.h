@@ -115,6 +115,15 @@ public:
     }
     bool Rewind() override;
 
+    // The stream's records cut into `parts` streams over consecutive ranges
+    // of the file of about equal size (CsvRecordBoundaries), in file order,
+    // each with a parsing thread and a data source of its own, equal to this
+    // one's (the types were settled over the whole file). Reading them all in
+    // turn reads what this stream reads. Throws HostError.
+    std::vector<std::unique_ptr<CsvCaseIterator>> Split(int parts) const;
+    // The same, cut near the given fractions (ascending, 0 to 1) of the data's bytes.
+    std::vector<std::unique_ptr<CsvCaseIterator>> Split(const std::vector<double>& fractions) const;
+
     // 1-based line on which the current case starts (0 when none is current).
     long long GetLine() const { return _batch && _rowInBatch < _batch->rows ? _batch->lines[_rowInBatch] : 0; }
     bool IsNeeded(int varIndex) const { return _offsets[static_cast<size_t>(varIndex)] >= 0; }
@@ -140,6 +149,10 @@ private:
         int width;   // 0 numeric
     };
 
+    // A stream over the records in [begin, end) of `whole`'s file.
+    CsvCaseIterator(const CsvCaseIterator& whole, size_t begin, size_t end, long long line);
+    // The rows' layout over the columns `need` marks, once the data source is complete.
+    void LayOutRows(const std::vector<char>& need);
     bool NextBatch();
     void Start(std::unique_ptr<CsvRecordReader> reader);
     void Stop();
@@ -161,6 +174,10 @@ private:
     OBS _sysmisWord;
     int _stride = 0;
     int _rowsPerBatch = 0;
+    // Where the records start (after the header), or the range of a part.
+    size_t _begin = 0, _end = static_cast<size_t>(-1);
+    long long _beginLine = 0;
+    bool _isPart = false;
 
     // Consumer side.
     const OBS* _row = nullptr;

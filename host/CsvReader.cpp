@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <exception>
+#include <memory>
 #include <mutex>
+#include <thread>
 
 #include <signal.h>
 #include <sys/mman.h>
@@ -211,7 +214,13 @@ bool ParseCsvNumber(std::string_view text, double& value)
 }
 
 CsvRecordReader::CsvRecordReader(std::string path, const CsvOptions& options)
-    : _path(std::move(path)), _delimiter(options.delimiter)
+    : CsvRecordReader(std::move(path), options, 0, static_cast<size_t>(-1), 1)
+{
+}
+
+CsvRecordReader::CsvRecordReader(std::string path, const CsvOptions& options, size_t begin, size_t end,
+                                 long long firstLine)
+    : _path(std::move(path)), _delimiter(options.delimiter), _line(firstLine)
 {
     if (_delimiter == '"' || _delimiter == '\n' || _delimiter == '\r' || _delimiter == '\0')
         throw HostError(_path + ": the delimiter cannot be a quote, a line break or NUL");
@@ -225,7 +234,11 @@ CsvRecordReader::CsvRecordReader(std::string path, const CsvOptions& options)
     size_t size = size_t{1} << 20;
     std::error_code ec;
     auto fileSize = std::filesystem::file_size(_path, ec);
-    if (!ec && fileSize < size) size = std::max<size_t>(4096, static_cast<size_t>(fileSize) + 1);
+    if (!ec) end = std::min(end, static_cast<size_t>(fileSize));
+    begin = std::min(begin, end);
+    // Only the start of the file has a byte order mark.
+    _atStart = begin == 0;
+    if (!ec && end - begin < size) size = std::max<size_t>(4096, end - begin + 1);
     // A large regular file is mapped rather than read: the parser then walks
     // the page cache itself, and the kernel does not copy every byte into a
     // buffer first (a fifth of the parsing time on a 500 MB file).
@@ -239,14 +252,20 @@ CsvRecordReader::CsvRecordReader(std::string path, const CsvOptions& options)
             ::madvise(mapped, static_cast<size_t>(fileSize), MADV_SEQUENTIAL);
             _mapped = static_cast<const char*>(mapped);
             _mappedSize = static_cast<size_t>(fileSize);
-            _end = _mappedSize;
+            _end = end;
+            _pos = begin;
+            _released = begin & ~(kMapReleaseBytes - 1);
             _eof = true;
+            if (_atStart && _end >= 3 && std::memcmp(_mapped, "\xEF\xBB\xBF", 3) == 0) _pos = 3;
             _atStart = false;
-            if (_end >= 3 && std::memcmp(_mapped, "\xEF\xBB\xBF", 3) == 0) _pos = 3;
             return;
         }
     }
     _buffer.resize(size);
+    _limit = end - begin;
+    if (begin > 0 && std::fseek(_file, static_cast<long>(begin), SEEK_SET) != 0)
+        throw HostError(_path + ": cannot read the file: " + std::strerror(errno));
+    _base = begin;
 }
 
 CsvRecordReader::~CsvRecordReader()
@@ -284,6 +303,7 @@ bool CsvRecordReader::Fill()
     if (_pos > 0) {
         std::memmove(_buffer.data(), _buffer.data() + _pos, _end - _pos);
         _end -= _pos;
+        _base += _pos;
         _pos = 0;
     }
     if (_end == _buffer.size()) {
@@ -292,13 +312,12 @@ bool CsvRecordReader::Fill()
                             " MiB (is a quoted field left open?)");
         _buffer.resize(_buffer.size() * 2);
     }
-    size_t want = _buffer.size() - _end;
+    size_t want = std::min(_buffer.size() - _end, _limit);
     size_t got = std::fread(_buffer.data() + _end, 1, want, _file);
     _end += got;
-    if (got < want) {
-        if (std::ferror(_file)) Fail(_line, "read error");
-        _eof = true;
-    }
+    _limit -= got;
+    if (got < want && std::ferror(_file)) Fail(_line, "read error");
+    if (got < want || _limit == 0) _eof = true;
     if (_atStart) {
         if (_end >= 3 && std::memcmp(_buffer.data(), "\xEF\xBB\xBF", 3) == 0) _pos = 3;
         _atStart = false;
@@ -448,4 +467,91 @@ CsvRecordReader::Parse CsvRecordReader::ParseRecord()
     _numFields = n;
     for (const Quoted& q : _quoted) _fields[q.field] = std::string_view(_scratch.data() + q.offset, q.length);
     return Parse::kRecord;
+}
+
+namespace {
+
+// Reads [begin, end) of a file through `buffer`, handing each piece to `f`,
+// which returns false to stop.
+template <typename F> void ScanFile(std::FILE* file, const std::string& path, size_t begin, size_t end,
+                                    std::vector<char>& buffer, F f)
+{
+    while (begin < end) {
+        const size_t want = std::min(buffer.size(), end - begin);
+        const ssize_t got = ::pread(::fileno(file), buffer.data(), want, static_cast<off_t>(begin));
+        if (got < 0) throw HostError(path + ": cannot read the file: " + std::strerror(errno));
+        if (got == 0) return;  // shorter than it was: the reader says so
+        if (!f(buffer.data(), static_cast<size_t>(got), begin)) return;
+        begin += static_cast<size_t>(got);
+    }
+}
+
+}  // namespace
+
+CsvCuts CsvRecordBoundaries(const std::string& path, size_t dataBegin, long long dataLine,
+                            const std::vector<size_t>& nominalCuts)
+{
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+    if (!file) throw HostError(path + ": cannot open the file: " + std::strerror(errno));
+    std::error_code ec;
+    const size_t size = static_cast<size_t>(std::filesystem::file_size(path, ec));
+    if (ec) throw HostError(path + ": cannot read the file's size: " + ec.message());
+    dataBegin = std::min(dataBegin, size);
+    std::vector<size_t> nominal{dataBegin};
+    for (size_t at : nominalCuts) nominal.push_back(std::clamp(at, nominal.back(), size));
+    const size_t n = nominal.size();
+
+    // The quotes and line breaks before each nominal cut, counted in parallel.
+    std::vector<size_t> quotes(n, 0), breaks(n, 0);
+    std::vector<std::exception_ptr> errors(n);
+    std::vector<std::thread> threads;
+    for (size_t k = 0; k + 1 < n; ++k)
+        threads.emplace_back([&, k] {
+            try {
+                std::vector<char> buffer(size_t{1} << 20);
+                ScanFile(file.get(), path, nominal[k], nominal[k + 1], buffer, [&](const char* p, size_t len, size_t) {
+                    quotes[k] += static_cast<size_t>(std::count(p, p + len, '"'));
+                    breaks[k] += static_cast<size_t>(std::count(p, p + len, '\n'));
+                    return true;
+                });
+            } catch (...) {
+                errors[k] = std::current_exception();
+            }
+        });
+    for (std::thread& t : threads) t.join();
+    for (const std::exception_ptr& e : errors)
+        if (e) std::rethrow_exception(e);
+
+    CsvCuts cuts;
+    cuts.offsets.push_back(dataBegin);
+    cuts.lines.push_back(dataLine);
+    size_t quotesBefore = 0;
+    long long line = dataLine;
+    std::vector<char> buffer(size_t{1} << 16);
+    for (size_t k = 1; k < n; ++k) {
+        quotesBefore += quotes[k - 1];
+        line += static_cast<long long>(breaks[k - 1]);
+        size_t cut = size;
+        long long cutLine = line;
+        bool inside = quotesBefore % 2 != 0;
+        ScanFile(file.get(), path, nominal[k], size, buffer, [&](const char* p, size_t len, size_t at) {
+            for (size_t i = 0; i < len; ++i) {
+                if (p[i] == '"') {
+                    inside = !inside;
+                } else if (p[i] == '\n' && !inside) {
+                    cut = at + i + 1;
+                    cutLine += std::count(p, p + i + 1, '\n');
+                    return false;
+                }
+            }
+            cutLine += std::count(p, p + len, '\n');
+            return true;
+        });
+        // The first boundary after a cut is also the first after any later
+        // cut that it passes, so the offsets never decrease.
+        cuts.offsets.push_back(cut);
+        cuts.lines.push_back(cutLine);
+    }
+    cuts.offsets.push_back(size);
+    return cuts;
 }

@@ -4,6 +4,7 @@
 #ifndef KVHOST_CSVREADER_H
 #define KVHOST_CSVREADER_H
 
+#include <cstddef>
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -36,6 +37,26 @@ std::string_view TrimTrailingSpaces(std::string_view text);
 // The text without the blanks (spaces, tabs) around it.
 std::string_view TrimBlanks(std::string_view text);
 
+// Cuts the data of a CSV file, from `dataBegin` (a record boundary after the
+// header, on line `dataLine`) to its end, into byte ranges whose ends are
+// record boundaries: the first line break outside quotes at or after each
+// of the `nominal` offsets (ascending). In a well-formed file a byte stands
+// inside a quoted field exactly when an odd number of quotes precede it (a
+// field's opening and closing quote make two, a doubled quote inside it two
+// more), so only the quotes before a cut decide it; they are counted on a
+// thread per range. In a malformed file a cut may land inside a record, but
+// the first error in file order stands in a range that starts where a
+// reader of the whole file would be, so it is still reported first.
+// Answers the ranges' bounds (dataBegin first, the file's size last; a range
+// may be empty) and the line on which each range starts. Throws HostError
+// when the file cannot be read.
+struct CsvCuts {
+    std::vector<std::size_t> offsets;
+    std::vector<long long> lines;
+};
+CsvCuts CsvRecordBoundaries(const std::string& path, std::size_t dataBegin, long long dataLine,
+                            const std::vector<std::size_t>& nominal);
+
 // Reads records one at a time through a large buffer.
 // - The first three bytes are skipped when they are a UTF-8 byte order mark.
 // - Records end at LF or CR LF; a lone CR is ordinary data.
@@ -50,6 +71,11 @@ class CsvRecordReader {
 public:
     // Throws HostError when the file cannot be opened.
     CsvRecordReader(std::string path, const CsvOptions& options);
+    // Reads only the bytes [begin, end) of the file, which must start and end
+    // at record boundaries (CsvRecordBoundaries); `firstLine` is the line on
+    // which `begin` stands, for messages.
+    CsvRecordReader(std::string path, const CsvOptions& options, std::size_t begin, std::size_t end,
+                    long long firstLine);
     ~CsvRecordReader();
     CsvRecordReader(const CsvRecordReader&) = delete;
     CsvRecordReader& operator=(const CsvRecordReader&) = delete;
@@ -62,6 +88,10 @@ public:
     // The physical line (1-based) on which the current record starts.
     long long Line() const { return _recordLine; }
     const std::string& Path() const { return _path; }
+    // The file offset just after the current record (its line break
+    // included), and the line that starts there.
+    std::size_t Offset() const { return _base + _pos; }
+    long long OffsetLine() const { return _line; }
     // Throws HostError "path:line: what" for the current record, or the
     // message that the file shrank under the reader when that is the cause.
     [[noreturn]] void FailRecord(const std::string& what) const { Fail(_recordLine, what); }
@@ -92,6 +122,8 @@ private:
     size_t _mappedSize = 0;
     int _guard = -1;  // the mapping's slot in the SIGBUS guard
     size_t _released = 0;
+    size_t _base = 0;  // file offset of the buffer's first byte
+    size_t _limit = static_cast<size_t>(-1);  // bytes of the file after _base that may be read
     size_t _pos = 0;  // start of the unconsumed input
     size_t _end = 0;  // end of the valid bytes
     bool _eof = false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <cstdio>
 #include <cstring>
 
 #include "AggregationCube.h"
@@ -16,6 +17,7 @@
 #include "KvAssert.h"
 #include "ResultSet.h"
 #include "TableDimension.h"
+#include "TableState.h"
 #include "UserError.h"
 
 namespace kvtables {
@@ -431,6 +433,13 @@ void TableBuilder::SetSorting(TableBuild& build)
 
 long long TableBuilder::Feed(ProgressSink* progress, const MemoryLimit& limit)
 {
+    FeedPart(progress, limit);
+    Complete();
+    return _skipped;
+}
+
+void TableBuilder::FeedPart(ProgressSink* progress, const MemoryLimit& limit)
+{
     long long skipped = 0;
     const int w = _request.weightIndex;
     const VESK_Variable* weight = w >= 0 ? _source.GetVariable(w) : nullptr;
@@ -459,8 +468,80 @@ long long TableBuilder::Feed(ProgressSink* progress, const MemoryLimit& limit)
         OutOfMemory(limit, n, true);
     }
     if (progress) progress->Finish();
-    _table->CompleteCases();
-    return skipped;
+    _skipped += skipped;
+}
+
+void TableBuilder::Complete() { _table->CompleteCases(); }
+
+void TableBuilder::Merge(const TableBuilder& other)
+{
+    _table->Merge(*other._table);
+    _skipped += other._skipped;
+}
+
+namespace {
+
+std::string ToText(const std::string& s) { return s; }
+std::string ToText(double v)
+{
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.17g", v);
+    return buf;
+}
+template <typename T> std::string ToText(T v) { return std::to_string(v); }
+
+// What a table state must agree on beyond the shape the engine checks: the
+// request's settings, its category lists and statistic parameters, and the
+// data source's variables.
+std::uint64_t Fingerprint(const Request& r, const VESK_DataSource& source)
+{
+    std::string text;
+    auto add = [&text](const auto&... parts) { ((text += ToText(parts), text += '\x1f'), ...); };
+    add(r.weightIndex, r.ciLevel, static_cast<int>(r.missing), static_cast<int>(r.labelOption));
+    for (int v = 0; v < source.GetNumVariables(); ++v)
+        add(std::string(source.GetVariable(v)->GetName()), source.GetVariable(v)->GetType());
+    for (const SetDef& set : r.sets) {
+        add(set.name, static_cast<int>(set.type), set.valueType, set.missingVariableIndex, set.countDuplicates,
+            set.countedValue.Describe());
+        for (int i : set.indices) add(i);
+    }
+    for (const TableRequest& t : r.tables) {
+        add(t.summaryIndex, t.rows.size(), t.columns.size(), t.statisticsVariable);
+        for (const AxisEntry* e : t.AllEntries()) add(e->name, e->varIndex, e->setIndex);
+        for (const auto* list : {&t.statistics, &t.totalStatistics})
+            for (const StatisticRequest& s : *list)
+                add(s.code, s.cut.value_or(-1.0), s.lower.value_or(-1.0), s.upper.value_or(-1.0),
+                    s.level.value_or(-1.0));
+        for (const auto& [name, o] : t.categories) {
+            add(name, static_cast<int>(o.sortBy), o.sortStatistic, o.ascending, o.total, o.totalAfter, o.emptyInclude,
+                o.missingExclude);
+            for (const CategoryItem& item : o.items)
+                add(static_cast<int>(item.kind), item.value.Describe(), item.high.Describe(), item.openLow,
+                    item.openHigh, item.varIndex);
+        }
+    }
+    return TableState::Fnv1a(text.data(), text.size());
+}
+
+}  // namespace
+
+std::string TableBuilder::SaveState() const
+{
+    StateWriter skipped;
+    skipped.PutU64(static_cast<std::uint64_t>(_skipped));
+    return _table->SaveState(Fingerprint(_request, _source), skipped.Bytes());
+}
+
+void TableBuilder::LoadState(const std::string& bytes, const std::string& name)
+{
+    std::string extra, error;
+    if (!_table->LoadState(bytes.data(), bytes.size(), Fingerprint(_request, _source), extra, error))
+        throw UserError(name + ": " + error);
+    StateReader in(extra.data(), extra.size());
+    std::uint64_t skipped = 0;
+    // The engine checked the bytes; only a state of another program ends here.
+    if (!in.GetU64(skipped) || in.Left() != 0) throw UserError(name + ": table state without its skipped cases");
+    _skipped += static_cast<long long>(skipped);
 }
 
 void TableBuilder::OutOfMemory(const MemoryLimit& limit, unsigned long long cases, bool ranOut) const

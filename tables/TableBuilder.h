@@ -63,6 +63,24 @@ public:
     // Stops with a UserError once the heap passes `limit`.
     long long Feed(ProgressSink* progress, const MemoryLimit& limit);
 
+    // ---- the data in parts: one builder per part, merged in data order ----
+    // Feed without completing: the tables of one part.
+    void FeedPart(ProgressSink* progress, const MemoryLimit& limit);
+    // Folds in the tables of another part of the same request and data
+    // source, read after this builder's part; the skipped cases add up.
+    void Merge(const TableBuilder& other);
+    // After the last part or merge.
+    void Complete();
+    long long SkippedCases() const { return _skipped; }
+    // The tables of this part as bytes (the engine's table state, with the
+    // skipped cases), marked with a fingerprint of the request and the data
+    // source's variables.
+    std::string SaveState() const;
+    // Merges a state that SaveState wrote for the same request and variables.
+    // Throws UserError naming `name` when the bytes are not such a state;
+    // the builder is then unusable (load into a fresh one and Merge it).
+    void LoadState(const std::string& bytes, const std::string& name);
+
     const Request& GetRequest() const { return _request; }
     VESK_DataSource& GetDataSource() const { return _source; }
     // The sub-tables, table by table, row element by row element, column
@@ -87,6 +105,7 @@ private:
     std::vector<std::unique_ptr<ParsedCategory>> _parsed;     // alive as long as the table
     std::vector<std::unique_ptr<std::vector<OBS>>> _counted;  // counted values of dichotomy sets
     std::vector<TableBuild> _builds;
+    long long _skipped = 0;
 };
 
 // A value as the engine stores it: one word for a number, blank-padded words

@@ -255,6 +255,54 @@ TEST_P(EngineCases, ShuffledCasesGiveTheSameTable)
     }
 }
 
+// The cases cut at random into consecutive parts, each aggregated in a table of its own and merged in
+// order into an empty one, directly or through the parts' saved states: the table of one pass, counts
+// exactly, moments within rounding.
+TEST_P(EngineCases, PartsMergedInOrderGiveTheSameTable)
+{
+    const json& c = CaseAt(GetParam());
+    const std::vector<int> all = InOrder(c);
+    const std::vector<double> expected = CaseTable(c, all).Snapshot();
+    std::mt19937 random(static_cast<unsigned>(GetParam()));
+    for (size_t k : {2, 7}) {
+        for (bool throughBytes : {false, true}) {
+            SCOPED_TRACE(testing::Message() << k << " parts" << (throughBytes ? " through bytes" : ""));
+            std::vector<size_t> cuts{0, all.size()};
+            for (size_t i = 1; i < k; ++i) cuts.push_back(random() % (all.size() + 1));
+            std::sort(cuts.begin(), cuts.end());
+            CaseTable merged(c, {});
+            for (size_t p = 0; p + 1 < cuts.size(); ++p) {
+                CaseTable part(c, std::vector<int>(all.begin() + cuts[p], all.begin() + cuts[p + 1]));
+                if (!throughBytes) {
+                    merged.table->Merge(*part.table);
+                    continue;
+                }
+                const std::string blob = part.table->SaveState(42);
+                CaseTable loaded(c, {});
+                std::string host, error;
+                ASSERT_TRUE(loaded.table->LoadState(blob.data(), blob.size(), 42, host, error)) << error;
+                merged.table->Merge(*loaded.table);
+            }
+            merged.table->CompleteCases();
+            const std::vector<double> got = merged.Snapshot();
+            ASSERT_EQ(got.size(), expected.size());
+            for (size_t i = 0; i < expected.size(); ++i) {
+                if (c.contains("statsDim")) EXPECT_EQ(got[i], expected[i]) << "value " << i;
+                else EXPECT_TRUE(RelNear(got[i], expected[i], 1e-12)) << "value " << i;
+            }
+        }
+    }
+}
+
+// Tables merge only with another table of the same calls, never with themselves.
+TEST(EngineMerge, OnlyTablesOfTheSameCallsMerge)
+{
+    CaseTable t(CaseAt(0), InOrder(CaseAt(0)));
+    EXPECT_DEATH(t.table->Merge(*t.table), "&other != this");
+    CaseTable other(Named("five_RRCCL_0"), InOrder(Named("five_RRCCL_0")));
+    EXPECT_DEATH(t.table->Merge(*other.table), "_dimensions.size\\(\\) == other._dimensions.size\\(\\)");
+}
+
 TEST_P(EngineCases, ResetAndSecondPassGiveTheSameTable)
 {
     const json& c = CaseAt(GetParam());

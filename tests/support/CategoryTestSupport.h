@@ -53,6 +53,9 @@ public:
     int GetCategoryEncoding(const OBS*) const override { return 0; }
     int GetNumberOfValues() const override { return 0; }
     void ResetDimension() override {}
+    std::vector<int> MergeCategories(const TableDimension&) override { return {0}; }
+    void WriteCategories(StateWriter&) const override {}
+    bool ReadCategories(StateReader&, std::vector<int>&) override { return false; }
 
 private:
     std::vector<int> _indices;

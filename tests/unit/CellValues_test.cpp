@@ -101,6 +101,83 @@ TEST(CellValues, AlternativeReadsAndRawSlots)
     EXPECT_FALSE(GetMedianCIOpt());
 }
 
+// Every accumulator kind over kX (and a missing value), the cases cut at every point into two cells that
+// are merged: the cell of one pass, counts, extremes, percentiles and modes exactly, moments within
+// rounding. A cell read back from its bytes is the same cell; short bytes or another layout's are refused.
+TEST(CellValues, TwoPartsMergedEqualOnePass)
+{
+    const std::vector<std::string> names = {"Count", "UCount", "ValidN", "UValidN", "Maximum", "Minimum", "Range",
+                                            "Mean", "UMean", "MeanSE", "UMeanSE", "Variance", "UVariance", "Sum",
+                                            "Median", "UMedian", "Ptile@25", "Mode", "CountLT", "UCountLT"};
+    std::vector<double> x = kX, w = kW;
+    x.insert(x.begin() + 2, M);
+    w.insert(w.begin() + 2, 2.5);
+    auto read = [&](const CellValues& cell) {
+        std::vector<double> out;
+        for (size_t i = 0; i < names.size(); ++i)
+            out.push_back(cell.GetStatisticValue(static_cast<int>(i), false, false).GetValue1());
+        return out;
+    };
+    for (bool effective : {false, true}) {
+        auto layout = ScaleLayout(names, effective);
+        StatsData all({x}, w);
+        const std::vector<double> want = read(*kvtest::FeedScaleCell(*layout, all, effective));
+        for (size_t cut = 1; cut < x.size(); ++cut) {
+            SCOPED_TRACE(testing::Message() << "cut " << cut << (effective ? ", effective" : ""));
+            StatsData first({{x.begin(), x.begin() + cut}}, {w.begin(), w.begin() + cut});
+            StatsData second({{x.begin() + cut, x.end()}}, {w.begin() + cut, w.end()});
+            auto merged = kvtest::FeedScaleCell(*layout, first, effective);
+            merged->Merge(*kvtest::FeedScaleCell(*layout, second, effective));
+            const std::vector<double> got = read(*merged);
+            for (size_t i = 0; i < names.size(); ++i) {
+                const bool moment = i >= 7 && i <= 13;
+                EXPECT_TRUE(moment ? bool(kvtest::RelNear(got[i], want[i], 1e-14)) : got[i] == want[i])
+                    << names[i] << ": " << got[i] << " != " << want[i];
+            }
+
+            StateWriter out;
+            merged->Write(out);
+            CellValues back(*layout, effective);
+            StateReader in(out.Bytes().data(), out.Bytes().size());
+            ASSERT_TRUE(back.Read(in) && in.Left() == 0);
+            EXPECT_EQ(read(back), got);
+            CellValues shortRead(*layout, effective);
+            StateReader cutShort(out.Bytes().data(), out.Bytes().size() - 1);
+            EXPECT_FALSE(shortRead.Read(cutShort));
+        }
+        auto other = ScaleLayout({"Count"}, effective);
+        CellValues foreign(*other, effective);
+        StateWriter out;
+        StatsData again({x}, w);
+        kvtest::FeedScaleCell(*layout, again, effective)->Write(out);
+        StateReader in(out.Bytes().data(), out.Bytes().size());
+        EXPECT_FALSE(foreign.Read(in));
+    }
+}
+
+// A sum of weights past the largest double poisons the squared deviations in a merge as in an update. A
+// cell counted for total N alone adds to total N only, and takes the other side's moments when merged into.
+TEST(CellValues, MergePoisonsOverflowAndKeepsEmptySides)
+{
+    auto layout = ScaleLayout({"Variance", "Maximum"}, false);
+    StatsData big({{1.0}}, {1e308}), other({{2.0}}, {1e308});
+    auto cell = kvtest::FeedScaleCell(*layout, big, false);
+    cell->Merge(*kvtest::FeedScaleCell(*layout, other, false));
+    EXPECT_EQ(cell->GetValues()[layout->GetValueIndex()[0] + 2], -1.0);
+    EXPECT_EQ(cell->GetStatisticValue(1, false, false).GetValue1(), 2.0);
+
+    CellStatistics categorical(kvtest::Requests({kCount, kTotalN, kMean, kMaximum}));
+    categorical.SetCategoricalStatistics();
+    StatsData data({{3, 5}}, {1, 1});
+    auto full = kvtest::FeedCVarCell(categorical, data, false);
+    CellValues empty(categorical, nullptr, false, true, 2.0, false);
+    full->Merge(empty);
+    const std::vector<double> want = {2, 4, 4, 5};
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(full->GetStatisticValue(i, false, false).GetValue1(), want[i]) << i;
+    empty.Merge(*full);
+    EXPECT_EQ(empty.GetStatisticValue(2, false, false).GetValue1(), 4.0);
+}
+
 TEST(CellValues, StandardErrorOfAWeightedMean)
 {
     const AggregationResult se = CellValues::ComputeSEWMean(10.0, 46.4, 20.0);  // as the effective case above

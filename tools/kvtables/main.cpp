@@ -1,10 +1,11 @@
-// kvtables REQUEST.json [--format text|json|csv|html|xlsx] [--output FILE] [--max-memory SIZE]
+// kvtables REQUEST.json [--format text|json|csv|html|xlsx] [--output FILE] [--max-memory SIZE] [--threads N]
 // kvtables --list-statistics
 //
 // Reads a table request, checks it against the data's dictionary, computes
 // the tables and writes them. Every mistake in the user's input ends with a
 // one-line message on standard error and exit status 2; nothing is written to
 // the output file then.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,13 +13,16 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "DataAccess.h"
+#include "HostError.h"
 #include "MemoryLimit.h"
 #include "Output.h"
 #include "Renderers.h"
@@ -92,6 +96,12 @@ int Run(int argc, char** argv)
     app.add_option("--max-memory", maxMemory,
                    "stop when the tables need more memory than this (bytes, or with K, M, G, T; default: "
                    "three quarters of the memory available)");
+    const unsigned cores = std::thread::hardware_concurrency();
+    int threads = cores > 0 ? static_cast<int>(cores) : 1;
+    app.add_option("--threads", threads,
+                   "aggregate the data in this many parts at once, each on its own core, and merge them "
+                   "(default: the machine's cores)")
+        ->check(CLI::Range(1, 1024));
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
@@ -126,7 +136,27 @@ int Run(int argc, char** argv)
         data.cases->SetWeightIndex(request.weightIndex);
         const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(request.dataPath) : 0;
         kvtables::Progress progress("reading " + kvtables::Printable(request.data), lines);
-        kvtables::ResultSet results = kvtables::RunTables(request, *data.cases, &progress, limit);
+        kvtables::ResultSet results;
+        if (threads == 1) {
+            results = kvtables::RunTables(request, *data.cases, &progress, limit);
+        } else {
+            // One heap for all parts: the C library would give each thread
+            // that allocates an arena of its own, reserving 64 MiB of address
+            // space apiece, and under an address-space cap (ulimit -v) the
+            // reservations run out before the memory limit is reached. A cell
+            // allocates once, and the tables people make have far fewer cells
+            // than cases, so the parts seldom meet at the heap's lock.
+            mallopt(M_ARENA_MAX, 1);
+            std::vector<std::unique_ptr<CsvCaseIterator>> parts;
+            try {
+                parts = data.cases->Split(threads);
+            } catch (const HostError& e) {
+                throw kvtables::UserError(e.what());
+            }
+            std::vector<VESK_InputCaseIterator*> cases;
+            for (auto& part : parts) cases.push_back(part.get());
+            results = kvtables::RunTablesInParts(request, cases, &progress, limit);
+        }
         // Rendered in full before the output file is opened, so that a
         // failure leaves no half-written file behind.
         const std::string text = kvtables::Render(results, format, kvtables::TerminalWidth(STDOUT_FILENO));
