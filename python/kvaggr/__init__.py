@@ -1,6 +1,6 @@
 """Multi-dimensional statistical tables of pandas data frames.
 
-    res = kvaggr.run(request, data=None, dictionary=None)
+    res = kvaggr.run(request, data=None, dictionary=None)      # data: pandas or Dask DataFrame
     res.to_excel("tables.xlsx")
     wide = kvaggr.crosstab(df, rows, columns=None, ...)
 
@@ -132,29 +132,129 @@ def _frame_columns(frame, used):
     return names, columns
 
 
+def _is_dask_frame(data):
+    """A Dask DataFrame, told by its class's package so that Dask is imported only by those who use it."""
+    return type(data).__module__.split(".")[0] == "dask" and hasattr(data, "to_delayed")
+
+
+class _RequestSource:
+    """A request as text, parsed again where it is needed: what travels to a Dask worker."""
+
+    def __init__(self, text, name, base_dir):
+        self.text, self.name, self.base_dir = text, name, base_dir
+
+    def parse(self):
+        return _kvaggr.parse_request(self.text, self.name, self.base_dir, False)
+
+
+def _partition_profile(names_used, part):
+    names, columns = _frame_columns(part, names_used)
+    return _kvaggr.frame_profile(len(part), names, columns)
+
+
+def _partition_state(source, dictionary, max_memory, part):
+    parsed = source.parse()
+    names, columns = _frame_columns(part, set(parsed.names_used))
+    return _kvaggr.frame_state(parsed, len(part), names, columns, dictionary, max_memory)
+
+
+def _merge_states(source, dictionary, meta, *states):
+    parsed = source.parse()
+    names, columns = _frame_columns(meta, set(parsed.names_used))
+    return _kvaggr.merge_states(parsed, names, columns, dictionary, list(states))
+
+
+def _inferred_dictionary(profiles):
+    """The dictionary's text for the columns no partition's profile leaves in doubt: a column is text if any
+    partition holds text in it (a partition of blanks reads as numbers), as wide as its widest value; numbers take
+    the most decimals any partition needs."""
+    merged = {}
+    for profile in profiles:
+        for name, (kind, width, decimals) in profile.items():
+            was = merged.get(name, (0, 0, 0))
+            merged[name] = (max(was[0], kind), max(was[1], width), max(was[2], decimals))
+    variables = []
+    for name, (kind, width, decimals) in merged.items():
+        if kind > 0:
+            variables.append({"name": name, "type": "string", "width": kind})
+        else:
+            variables.append({"name": name, "type": "numeric",
+                              "format": {"type": "F", "width": width, "decimals": decimals}})
+    return json.dumps({"variables": variables})
+
+
+def _run_dask(parsed, source, frame, dictionary_text, limit):
+    """One state per partition, computed where the partition lives, merged pairwise in partition order (a tree
+    of depth log2 of the partitions), the tables read from the last state here."""
+    import dask
+
+    used = set(parsed.names_used)
+    name = "dictionary"
+    if dictionary_text is None and parsed.dictionary_path:
+        name = parsed.dictionary_path
+        with open(name, "rb") as file:
+            dictionary_text = file.read()
+    described = set()
+    if dictionary_text is not None:
+        described = set(_kvaggr.dictionary_names(dictionary_text, name))
+    for column in frame.columns:
+        # Partitions must code a categorical column alike.
+        if str(column) in used and isinstance(frame[column].dtype, pd.CategoricalDtype) and not frame[column].cat.known:
+            frame = frame.assign(**{column: frame[column].cat.as_known()})
+    parts = frame.to_delayed()
+    inferred = None
+    if used - described:
+        profile = dask.delayed(_partition_profile)
+        inferred = _inferred_dictionary(dask.compute(*[profile(used - described, p) for p in parts]))
+    dictionary = _kvaggr.FrameDictionary(dictionary_text, name, inferred)
+    meta = frame._meta
+    names, columns = _frame_columns(meta, used)
+    # The request checked here, against the columns as every partition will read them, before any aggregation.
+    _kvaggr.merge_states(parsed, names, columns, dictionary, [])
+    state = dask.delayed(_partition_state)
+    states = [state(source, dictionary, limit, p) for p in parts]
+    merge = dask.delayed(_merge_states)
+    while len(states) > 1:
+        states = [merge(source, dictionary, meta, *states[i:i + 2]) if i + 1 < len(states) else states[i]
+                  for i in range(0, len(states), 2)]
+    (final,) = dask.compute(states[0])
+    return _kvaggr.finish_states(parsed, names, columns, dictionary, [final], limit)
+
+
 def run(request, data=None, dictionary=None, max_memory=None):
     """Computes the tables of a kvtables request.
 
     request: the request as a dict (named "request" in messages; "data" and "dictionary" optional) or the
         path of a request file (relative "data" and "dictionary" paths are relative to that file).
-    data: a pandas DataFrame, or None to read the request's "data" file as kvtables does.
+    data: a pandas DataFrame; or a Dask DataFrame, aggregated partition by partition where each lives and the
+        partial tables merged (the same tables as from the whole frame in pandas); or None to read the request's
+        "data" file as kvtables does.
     dictionary: a dict in the dictionary format (named "dictionary" in messages), or None for the
         request's "dictionary" file, or when it has none, types inferred from the data.
     max_memory: stop with a RequestError once the tables need more memory than this: a number of bytes
         or a text such as "4G" (default: three quarters of the memory available).
     Raises RequestError (a ValueError) with the message kvtables prints for any mistake in these.
     """
-    if data is not None and not isinstance(data, pd.DataFrame):
-        raise TypeError(f"data must be a pandas DataFrame or None, not {type(data).__name__}")
+    dask_frame = _is_dask_frame(data)
+    if data is not None and not isinstance(data, pd.DataFrame) and not dask_frame:
+        raise TypeError(f"data must be a pandas or Dask DataFrame or None, not {type(data).__name__}")
     data_required = data is None
     if isinstance(request, (str, os.PathLike)):
-        parsed = _kvaggr.load_request(os.fspath(request), data_required)
+        path = os.fspath(request)
+        parsed = _kvaggr.load_request(path, data_required)
+        source = _RequestSource(None, path, os.path.dirname(path))
+        if dask_frame:
+            with open(path, "rb") as file:
+                source.text = file.read()
     else:
         # Any other value is the request's JSON, checked as a file's would be.
-        parsed = _kvaggr.parse_request(_json(request), "request", "", data_required)
+        source = _RequestSource(_json(request), "request", "")
+        parsed = _kvaggr.parse_request(source.text, source.name, source.base_dir, data_required)
     dictionary_text = None if dictionary is None else _json(dictionary)
     limit = None if max_memory is None else str(max_memory)
-    if data is None:
+    if dask_frame:
+        raw = _run_dask(parsed, source, data, dictionary_text, limit)
+    elif data is None:
         raw = _kvaggr.run_csv(parsed, dictionary_text, limit)
     else:
         names, columns = _frame_columns(data, set(parsed.names_used))

@@ -7,6 +7,7 @@
 // command line's message.
 #include <algorithm>
 #include <limits>
+#include <memory>
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
@@ -18,6 +19,7 @@
 #include "Renderers.h"
 #include "RequestParser.h"
 #include "RequestValidator.h"
+#include "TableBuilder.h"
 #include "TableRunner.h"
 #include "TidyTable.h"
 #include "UserError.h"
@@ -37,16 +39,64 @@ using kvtables::UserError;
 const char* const kTestColumns[] = {"test",      "layers", "rows",   "columns",        "versus",
                                     "statistic", "df",     "pValue", "adjustedPValue", "significant"};
 
-// The dictionary given as text (named "dictionary" in messages), else the request's file, else none.
-std::optional<DataDictionary> ReadDictionary(const Request& request, const std::optional<std::string>& text)
+// The dictionary given as text (named `name` in messages), else the request's file, else none.
+std::optional<DataDictionary> ReadDictionary(const Request& request, const std::optional<std::string>& text,
+                                             const std::string& name = "dictionary")
 {
     try {
-        if (text) return ParseDictionary(*text, "dictionary");
+        if (text) return ParseDictionary(*text, name);
         if (!request.dictionaryPath.empty()) return LoadDictionary(request.dictionaryPath);
     } catch (const HostError& e) {
         throw UserError(e.what());
     }
     return std::nullopt;
+}
+
+// What a frame's dataset is read with: the user's dictionary (as ReadDictionary
+// finds it), and for the columns it does not describe, the variables inferred
+// over the whole of a partitioned frame (`inferred`, a dictionary's text), so
+// that every partition reads its columns alike: the same string widths, the
+// same formats.
+struct FrameDictionary {
+    std::optional<std::string> text;
+    std::string name = "dictionary";
+    std::optional<std::string> inferred;
+
+    std::optional<DataDictionary> Read(const Request& request) const
+    {
+        std::optional<DataDictionary> dictionary = ReadDictionary(request, text, name);
+        if (!inferred) return dictionary;
+        std::optional<DataDictionary> whole = ReadDictionary(request, inferred, "inferred dictionary");
+        if (!dictionary) return whole;
+        for (const VESK_Variable& v : whole->variables)
+            if (dictionary->Find(v.GetName()) < 0) dictionary->variables.push_back(v);
+        return dictionary;
+    }
+};
+
+// A data frame, or a partition of one, ready to run: the dataset and its cases
+// over a request validated against it.
+struct FrameRun {
+    Request request;
+    kvaggr_python::FrameData frame;
+    std::unique_ptr<ColumnIterator> cases;
+
+    FrameRun(const Request& parsed, size_t rows, const std::vector<std::string>& names, const py::dict& columns,
+             const FrameDictionary& dictionary)
+        : request(parsed), frame(kvaggr_python::MakeFrameData(rows, names, columns, dictionary.Read(parsed)))
+    {
+        kvtables::ValidateRequest(request, *frame.dataset,
+                                  [this](int varIndex) { return frame.whyText[static_cast<size_t>(varIndex)]; });
+        cases = std::make_unique<ColumnIterator>(*frame.dataset, request.weightIndex);
+    }
+};
+
+kvtables::MemoryLimit Limit(const std::optional<std::string>& maxMemory)
+{
+    kvtables::MemoryLimit limit;
+    limit.setting = "max_memory";
+    if (maxMemory) limit.bytes = kvtables::ParseMemorySize(*maxMemory, "max_memory");
+    return limit;
 }
 
 // Numbers as a float64 array (NaN when empty); a column holding any text as a
@@ -171,9 +221,7 @@ py::bytes RenderXlsx(const ResultSet& results)
 // referenced by the caller, so other threads may run meanwhile.
 ResultSet Run(const Request& request, VESK_InputCaseIterator& cases, const std::optional<std::string>& maxMemory)
 {
-    kvtables::MemoryLimit limit;
-    limit.setting = "max_memory";
-    if (maxMemory) limit.bytes = kvtables::ParseMemorySize(*maxMemory, "max_memory");
+    const kvtables::MemoryLimit limit = Limit(maxMemory);
     py::gil_scoped_release release;
     return kvtables::RunTables(request, cases, nullptr, limit);
 }
@@ -192,13 +240,79 @@ py::dict RunCsv(const Request& parsed, const std::optional<std::string>& diction
 py::dict RunFrame(const Request& parsed, size_t rows, const std::vector<std::string>& names, const py::dict& columns,
                   const std::optional<std::string>& dictionaryText, const std::optional<std::string>& maxMemory)
 {
-    Request request = parsed;
-    const std::optional<DataDictionary> dictionary = ReadDictionary(request, dictionaryText);
-    kvaggr_python::FrameData frame = kvaggr_python::MakeFrameData(rows, names, columns, dictionary);
-    kvtables::ValidateRequest(request, *frame.dataset,
-                              [&frame](int varIndex) { return frame.whyText[static_cast<size_t>(varIndex)]; });
-    ColumnIterator cases(*frame.dataset, request.weightIndex);
-    return Results(Run(request, cases, maxMemory), request);
+    FrameRun run(parsed, rows, names, columns, FrameDictionary{dictionaryText, "dictionary", std::nullopt});
+    return Results(Run(run.request, *run.cases, maxMemory), run.request);
+}
+
+// ---- a partitioned frame: profile each partition, aggregate each into a
+// state, merge the states in partition order, read the tables of the last ----
+
+// What each used column of a partition reads as when nothing describes it:
+// name -> (type: 0 numeric or the string width, format width, decimals). The
+// profiles of all partitions combine into the inferred dictionary.
+py::dict FrameProfile(size_t rows, const std::vector<std::string>& names, const py::dict& columns)
+{
+    const kvaggr_python::FrameData frame = kvaggr_python::MakeFrameData(rows, names, columns, std::nullopt);
+    py::dict out;
+    for (size_t i = 0; i < names.size(); ++i) {
+        if (!columns.contains(py::str(names[i]))) continue;
+        const VESK_Variable* v = frame.dataset->GetVariable(static_cast<int>(i));
+        out[py::str(names[i])] = py::make_tuple(v->GetType(), v->GetFormat().width, v->GetFormat().decimals);
+    }
+    return out;
+}
+
+py::bytes FrameState(const Request& parsed, size_t rows, const std::vector<std::string>& names,
+                     const py::dict& columns, const FrameDictionary& dictionary,
+                     const std::optional<std::string>& maxMemory)
+{
+    FrameRun run(parsed, rows, names, columns, dictionary);
+    const kvtables::MemoryLimit limit = Limit(maxMemory);
+    std::string state;
+    {
+        py::gil_scoped_release release;
+        kvtables::TableBuilder builder(run.request, *run.cases);
+        builder.FeedPart(nullptr, limit);
+        state = builder.SaveState();
+    }
+    return py::bytes(state);
+}
+
+// The states merged in their order into a builder over `meta`, a partition
+// without rows (the columns are what the states were built from).
+template <typename Then>
+auto MergeStates(const Request& parsed, const std::vector<std::string>& names, const py::dict& meta,
+                 const FrameDictionary& dictionary, const std::vector<py::bytes>& states, Then then)
+{
+    FrameRun run(parsed, 0, names, meta, dictionary);
+    std::vector<std::string> bytes(states.begin(), states.end());
+    py::gil_scoped_release release;
+    kvtables::TableBuilder builder(run.request, *run.cases);
+    for (size_t i = 0; i < bytes.size(); ++i) builder.LoadState(bytes[i], "partition state " + std::to_string(i + 1));
+    return then(builder, run.request);
+}
+
+py::bytes MergeFrameStates(const Request& parsed, const std::vector<std::string>& names, const py::dict& meta,
+                           const FrameDictionary& dictionary, const std::vector<py::bytes>& states)
+{
+    const std::string merged = MergeStates(parsed, names, meta, dictionary, states,
+                                           [](kvtables::TableBuilder& b, const Request&) { return b.SaveState(); });
+    return py::bytes(merged);
+}
+
+py::dict FinishFrameStates(const Request& parsed, const std::vector<std::string>& names, const py::dict& meta,
+                           const FrameDictionary& dictionary, const std::vector<py::bytes>& states,
+                           const std::optional<std::string>& maxMemory)
+{
+    const kvtables::MemoryLimit limit = Limit(maxMemory);
+    Request request;
+    ResultSet results = MergeStates(parsed, names, meta, dictionary, states,
+                                    [&](kvtables::TableBuilder& b, const Request& validated) {
+                                        b.Complete();
+                                        request = validated;
+                                        return kvtables::ReadResults(b, limit);
+                                    });
+    return Results(std::move(results), request);
 }
 
 }  // namespace
@@ -219,12 +333,40 @@ PYBIND11_MODULE(_kvaggr, m)
 
     py::class_<Request>(m, "Request")
         .def_property_readonly("names_used", &kvtables::NamesUsed)
-        .def_property_readonly("data", [](const Request& r) { return r.data; });
+        .def_property_readonly("data", [](const Request& r) { return r.data; })
+        .def_property_readonly("dictionary_path", [](const Request& r) { return r.dictionaryPath; });
     py::class_<ResultSet>(m, "ResultSet");
     m.def("render_xlsx", &RenderXlsx, "results"_a);
     m.def("parse_request", &kvtables::ParseRequest, "text"_a, "name"_a, "base_dir"_a, "data_required"_a);
     m.def("load_request", &kvtables::LoadRequest, "path"_a, "data_required"_a);
     m.def("run_csv", &RunCsv, "request"_a, "dictionary"_a, "max_memory"_a);
     m.def("run_frame", &RunFrame, "request"_a, "rows"_a, "names"_a, "columns"_a, "dictionary"_a, "max_memory"_a);
+
+    py::class_<FrameDictionary>(m, "FrameDictionary")
+        .def(py::init([](std::optional<std::string> text, std::string name, std::optional<std::string> inferred) {
+                 return FrameDictionary{std::move(text), std::move(name), std::move(inferred)};
+             }),
+             "text"_a, "name"_a, "inferred"_a)
+        .def(py::pickle(
+            [](const FrameDictionary& d) { return py::make_tuple(d.text, d.name, d.inferred); },
+            [](const py::tuple& t) {
+                return FrameDictionary{t[0].cast<std::optional<std::string>>(), t[1].cast<std::string>(),
+                                       t[2].cast<std::optional<std::string>>()};
+            }));
+    m.def(
+        "dictionary_names",
+        [](const std::string& text, const std::string& name) {
+            const std::optional<DataDictionary> dictionary = ReadDictionary(Request(), text, name);
+            std::vector<std::string> names;
+            for (const VESK_Variable& v : dictionary->variables) names.push_back(v.GetName());
+            return names;
+        },
+        "text"_a, "name"_a);
+    m.def("frame_profile", &FrameProfile, "rows"_a, "names"_a, "columns"_a);
+    m.def("frame_state", &FrameState, "request"_a, "rows"_a, "names"_a, "columns"_a, "dictionary"_a,
+          "max_memory"_a);
+    m.def("merge_states", &MergeFrameStates, "request"_a, "names"_a, "meta"_a, "dictionary"_a, "states"_a);
+    m.def("finish_states", &FinishFrameStates, "request"_a, "names"_a, "meta"_a, "dictionary"_a, "states"_a,
+          "max_memory"_a);
     m.attr("TEST_COLUMNS") = std::vector<std::string>(std::begin(kTestColumns), std::end(kTestColumns));
 }
