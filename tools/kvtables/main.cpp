@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -38,6 +39,20 @@ namespace {
 constexpr int kUserErrorStatus = 2;
 
 // Lines of a file, for the progress line; only counted when someone watches.
+// A part smaller than this gains less from a thread of its own than its
+// start and its merge cost; and a file read as one part gives the same output,
+// to the last bit of a weighted sum, whatever --threads says.
+constexpr std::uintmax_t kMinPartBytes = 16u << 20;
+
+int PartsFor(const std::string& path, int threads)
+{
+    std::error_code ec;
+    const std::uintmax_t size = std::filesystem::file_size(path, ec);
+    if (ec) return 1;  // the reader names the file when it fails to open it
+    return static_cast<int>(std::min<std::uintmax_t>(static_cast<std::uintmax_t>(threads),
+                                                     std::max<std::uintmax_t>(1, size / kMinPartBytes)));
+}
+
 std::uint64_t CountLines(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -137,7 +152,8 @@ int Run(int argc, char** argv)
         const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(request.dataPath) : 0;
         kvtables::Progress progress("reading " + kvtables::Printable(request.data), lines);
         kvtables::ResultSet results;
-        if (threads == 1) {
+        const int parts = PartsFor(request.dataPath, threads);
+        if (parts == 1) {
             results = kvtables::RunTables(request, *data.cases, &progress, limit);
         } else {
             // One heap for all parts: the C library would give each thread
@@ -147,14 +163,14 @@ int Run(int argc, char** argv)
             // allocates once, and the tables people make have far fewer cells
             // than cases, so the parts seldom meet at the heap's lock.
             mallopt(M_ARENA_MAX, 1);
-            std::vector<std::unique_ptr<CsvCaseIterator>> parts;
+            std::vector<std::unique_ptr<CsvCaseIterator>> streams;
             try {
-                parts = data.cases->Split(threads);
+                streams = data.cases->Split(parts);
             } catch (const HostError& e) {
                 throw kvtables::UserError(e.what());
             }
             std::vector<VESK_InputCaseIterator*> cases;
-            for (auto& part : parts) cases.push_back(part.get());
+            for (auto& stream : streams) cases.push_back(stream.get());
             results = kvtables::RunTablesInParts(request, cases, &progress, limit);
         }
         // Rendered in full before the output file is opened, so that a
