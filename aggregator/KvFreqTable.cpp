@@ -226,7 +226,39 @@ std::size_t KvFreqTable::size() const
 
 void KvFreqTable::Merge(const KvFreqTable& other)
 {
-    for (const Entry& e : other) Add(e.first, e.second);
+    MergeRun(other.begin(), other.size());
+}
+
+// A part's table of an income in cents holds about a value per case: merging
+// it value by value would cost a hash probe or an append and a radix pass per
+// value, where the run is already ordered. Each value's weight is this
+// table's plus the run's, as Add would sum it.
+void KvFreqTable::MergeRun(const Entry* run, std::size_t n)
+{
+    if (n < kMinPending) {
+        for (std::size_t j = 0; j < n; ++j) Add(run[j].first, run[j].second);
+        return;
+    }
+    Order();
+    if (_sorted.empty()) {
+        _sorted.assign(run, run + n);
+        return;
+    }
+    std::vector<Entry> merged;
+    merged.reserve(_sorted.size() + n);
+    std::size_t i = 0;
+    for (std::size_t j = 0; j < n; ++j) {
+        const std::uint64_t key = OrderKey(run[j].first);
+        while (i < _sorted.size() && OrderKey(_sorted[i].first) < key) merged.push_back(_sorted[i++]);
+        if (i < _sorted.size() && OrderKey(_sorted[i].first) == key) {
+            merged.emplace_back(_sorted[i].first, _sorted[i].second + run[j].second);
+            ++i;
+        } else {
+            merged.push_back(run[j]);
+        }
+    }
+    merged.insert(merged.end(), _sorted.begin() + static_cast<std::ptrdiff_t>(i), _sorted.end());
+    _sorted.swap(merged);
 }
 
 void KvFreqTable::Write(StateWriter& out) const
@@ -242,12 +274,17 @@ bool KvFreqTable::Read(StateReader& in)
 {
     std::uint64_t n = 0;
     if (!in.GetCount(n, 2 * sizeof(double))) return false;
-    for (std::uint64_t i = 0; i < n; ++i) {
-        double value = 0.0, weight = 0.0;
-        in.GetDouble(value);
-        in.GetDouble(weight);
-        Add(value, weight);
+    std::vector<Entry> run(n);
+    for (Entry& e : run) {
+        in.GetDouble(e.first);
+        in.GetDouble(e.second);
+        e.first = FromBits(Fold(e.first));
     }
+    // Write gave the values distinct and ascending; bytes that say otherwise
+    // come from elsewhere.
+    for (std::size_t j = 1; j < run.size(); ++j)
+        if (OrderKey(run[j - 1].first) >= OrderKey(run[j].first)) return false;
+    MergeRun(run.data(), run.size());
     return true;
 }
 

@@ -90,6 +90,8 @@ private:
     void HashToRun() const;
     void MergePending() const;
     void Rehash(std::size_t capacity);
+    // Merges `n` distinct values in ascending order.
+    void MergeRun(const Entry* run, std::size_t n);
     Entry* Probe(std::uint64_t bits) const;
     double& InsertIntoHash(std::uint64_t bits);
 
