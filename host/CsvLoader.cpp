@@ -69,6 +69,31 @@ std::string MissingAdvice(std::string_view field, const CsvOptions& options)
     return " (if " + quoted + " marks missing values, add \"csv\": {\"na\": [" + list + quoted + "]} to the request)";
 }
 
+// Decimals and integer digits of a number as written, for the display
+// format: `decimals` and `digits` grow to hold them.
+void CountDigits(std::string_view field, int& decimals, int& digits)
+{
+    int before = 0, after = -1;
+    for (char c : field) {
+        if (c == 'e' || c == 'E') break;
+        if (c == '.') after = 0;
+        else if (c >= '0' && c <= '9') {
+            if (after >= 0) ++after; else ++before;
+        }
+    }
+    decimals = std::max(decimals, std::min(after < 0 ? 0 : after, 6));
+    digits = std::max(digits, std::min(before, 30));
+}
+
+VESK_Format NumberFormat(int decimals, int digits)
+{
+    VESK_Format f;
+    f.type = 'F';
+    f.decimals = decimals;
+    f.width = std::min(40, std::max(8, 1 + digits + (decimals > 0 ? decimals + 1 : 0)));
+    return f;
+}
+
 // What the values of an undescribed column say about its type.
 struct Inference {
     bool numeric = true;
@@ -92,28 +117,14 @@ struct Inference {
             }
             return;
         }
-        // Decimals and integer digits as written, for the display format.
-        int digits = 0, after = -1;
-        for (char c : field) {
-            if (c == 'e' || c == 'E') break;
-            if (c == '.') after = 0;
-            else if (c >= '0' && c <= '9') {
-                if (after >= 0) ++after; else ++digits;
-            }
-        }
-        decimals = std::max(decimals, std::min(after < 0 ? 0 : after, 6));
-        integerDigits = std::max(integerDigits, std::min(digits, 30));
+        CountDigits(field, decimals, integerDigits);
     }
 
     VESK_Variable MakeVariable(const std::string& name, const std::string& path, long long line) const
     {
         if (numeric) {
             VESK_Variable v(name, 0);
-            VESK_Format f;
-            f.type = 'F';
-            f.decimals = decimals;
-            f.width = std::min(40, std::max(8, 1 + integerDigits + (decimals > 0 ? decimals + 1 : 0)));
-            v.SetFormat(f);
+            v.SetFormat(NumberFormat(decimals, integerDigits));
             return v;
         }
         if (width > static_cast<size_t>(VESK_Variable::kMaxStringWidth))
@@ -145,7 +156,7 @@ CsvColumns::CsvColumns(std::vector<int> indices) : _all(false), _indices(std::mo
 
 CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionary* dictionary,
                                  const CsvColumns& needed, const CsvOptions& options, int weightIndex)
-    : ProcDSIterator(weightIndex), _path(csvPath), _options(options), _dataSource(std::make_unique<VESK_DataSource>())
+    : ProcDSIterator(weightIndex), _path(csvPath), _options(options), _dataSource(std::make_shared<VESK_DataSource>())
 {
     _sysmisWord.num = -DBL_MAX;
     auto reader = std::make_unique<CsvRecordReader>(csvPath, options);
@@ -190,7 +201,14 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
     std::vector<Inference> inference(static_cast<size_t>(n));
     long long widestLine = 0;
     if (!toInfer.empty()) {
-        while (reader->Next()) {
+        // A prefix settles a column's type only when it holds numbers: a
+        // string's width, which requests are checked against, needs every value.
+        auto allNumeric = [&] {
+            return std::all_of(toInfer.begin(), toInfer.end(),
+                               [&](int c) { return inference[static_cast<size_t>(c)].numeric; });
+        };
+        bool cut = false;
+        while (!cut && reader->Next()) {
             CheckFieldCount(*reader, n);
             for (int c : toInfer) {
                 Inference& inf = inference[static_cast<size_t>(c)];
@@ -200,6 +218,12 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
                     widestLine == 0)
                     widestLine = reader->Line();
             }
+            cut = reader->Offset() >= options.inferenceBytes && allNumeric();
+        }
+        if (cut) {
+            _settling = std::make_shared<Settling>();
+            _settling->decimals.assign(static_cast<size_t>(n), 0);
+            _settling->digits.assign(static_cast<size_t>(n), 1);
         }
         reader = Reopen();
         if (!reader) throw HostError(csvPath + ": the file changed while it was being read");
@@ -235,13 +259,11 @@ CsvCaseIterator::CsvCaseIterator(const std::string& csvPath, const DataDictionar
 
 CsvCaseIterator::CsvCaseIterator(const CsvCaseIterator& whole, size_t begin, size_t end, long long line)
     : ProcDSIterator(whole.GetWeightIndex()), _path(whole._path), _options(whole._options),
-      _dataSource(std::make_unique<VESK_DataSource>()), _header(whole._header), _inferred(whole._inferred),
-      _whyText(whole._whyText), _begin(begin), _end(end), _beginLine(line), _isPart(true)
+      _dataSource(whole._dataSource), _settling(whole._settling), _header(whole._header),
+      _inferred(whole._inferred), _whyText(whole._whyText), _begin(begin), _end(end), _beginLine(line),
+      _isPart(true)
 {
     _sysmisWord.num = -DBL_MAX;
-    const VESK_DataSource& source = whole.GetDataSource();
-    for (int v = 0; v < source.GetNumVariables(); ++v)
-        _dataSource->AddVariable(std::make_unique<VESK_Variable>(*source.GetVariable(v)));
     std::vector<char> need(whole._offsets.size());
     for (size_t c = 0; c < need.size(); ++c) need[c] = whole._offsets[c] >= 0;
     LayOutRows(need);
@@ -281,7 +303,7 @@ void CsvCaseIterator::LayOutRows(const std::vector<char>& need)
         const VESK_Variable* v = _dataSource->GetVariable(c);
         if (need[static_cast<size_t>(c)]) {
             _offsets[static_cast<size_t>(c)] = _stride;
-            _needed.push_back({c, _stride, v->GetType()});
+            _needed.push_back({c, _stride, v->GetType(), _settling && _inferred[static_cast<size_t>(c)] != 0});
             _stride += v->GetWords();
         } else if (v->IsString()) {
             maxBlankWords = std::max(maxBlankWords, v->GetWords());
@@ -349,6 +371,7 @@ void CsvCaseIterator::Stop()
 
 void CsvCaseIterator::Produce(CsvRecordReader& reader)
 {
+    std::vector<int> decimals(_offsets.size(), 0), digits(_offsets.size(), 1);
     while (true) {
         Batch* b;
         {
@@ -364,10 +387,13 @@ void CsvCaseIterator::Produce(CsvRecordReader& reader)
         try {
             while (b->rows < _rowsPerBatch) {
                 if (!reader.Next()) {
+                    // Before the consumer learns that the stream has ended.
+                    if (_settling) Settle(decimals, digits);
                     b->last = true;
                     break;
                 }
-                Convert(reader, b->words.data() + static_cast<size_t>(b->rows) * static_cast<size_t>(_stride));
+                Convert(reader, b->words.data() + static_cast<size_t>(b->rows) * static_cast<size_t>(_stride),
+                        decimals, digits);
                 b->lines[static_cast<size_t>(b->rows)] = reader.Line();
                 ++b->rows;
             }
@@ -385,7 +411,8 @@ void CsvCaseIterator::Produce(CsvRecordReader& reader)
     }
 }
 
-void CsvCaseIterator::Convert(const CsvRecordReader& reader, OBS* row) const
+void CsvCaseIterator::Convert(const CsvRecordReader& reader, OBS* row, std::vector<int>& decimals,
+                              std::vector<int>& digits) const
 {
     CheckFieldCount(reader, static_cast<int>(_header.size()));
     for (const Needed& nd : _needed) {
@@ -395,10 +422,18 @@ void CsvCaseIterator::Convert(const CsvRecordReader& reader, OBS* row) const
             if (field.empty() || IsBlankField(field)) {
                 out->num = -DBL_MAX;
             } else if (!ParseCsvNumber(field, out->num)) {
-                if (!_options.IsNa(field))
-                    reader.FailRecord(FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) + ": " +
-                                      QuoteForMessage(field) + " is not a number" + MissingAdvice(field, _options));
+                if (!_options.IsNa(field)) {
+                    const std::string what = FieldName(nd.column, _header[static_cast<size_t>(nd.column)]) +
+                                             ": " + QuoteForMessage(field) + " is not a number";
+                    if (nd.settles)
+                        throw CsvTypeContradicted(_path + ":" + std::to_string(reader.Line()) + ": " + what +
+                                                  ", where the beginning of the file held only numbers");
+                    reader.FailRecord(what + MissingAdvice(field, _options));
+                }
                 out->num = -DBL_MAX;
+            } else if (nd.settles) {
+                const size_t c = static_cast<size_t>(nd.column);
+                CountDigits(field, decimals[c], digits[c]);
             }
         } else {
             field = TrimTrailingSpaces(field);
@@ -410,6 +445,21 @@ void CsvCaseIterator::Convert(const CsvRecordReader& reader, OBS* row) const
             std::memcpy(out, field.data(), field.size());
             std::memset(reinterpret_cast<char*>(out) + field.size(), ' ', bytes - field.size());
         }
+    }
+}
+
+void CsvCaseIterator::Settle(const std::vector<int>& decimals, const std::vector<int>& digits) const
+{
+    std::lock_guard<std::mutex> lock(_settling->mutex);
+    for (const Needed& nd : _needed) {
+        if (!nd.settles) continue;
+        const size_t c = static_cast<size_t>(nd.column);
+        int& d = _settling->decimals[c];
+        int& g = _settling->digits[c];
+        d = std::max(d, decimals[c]);
+        g = std::max(g, digits[c]);
+        // Only the format changes: the streams' consumers read the variables' types and missing values.
+        _dataSource->GetVariable(nd.column)->SetFormat(NumberFormat(d, g));
     }
 }
 

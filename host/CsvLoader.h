@@ -83,7 +83,13 @@ private:
 // - When a needed column is undescribed the constructor reads the file once
 //   to infer its type (over the needed columns only); a malformed file then
 //   fails in the constructor already. Describe every needed column in the
-//   dictionary to skip that pass.
+//   dictionary to skip that pass. With options.inferenceBytes it reads only
+//   the records in that many bytes: when every undescribed needed column
+//   holds nothing but numbers there, they are numeric, the stream checks the
+//   rest of the file as it goes (CsvTypeContradicted from Next at the first
+//   value that is not a number) and settles their formats' decimals and
+//   digits over the whole file by the time Next returns false; otherwise it
+//   reads on to the end as without the option.
 // - A bad record surfaces as a HostError thrown from Next once every case
 //   before it has been delivered; from then on Next throws the same error
 //   again until Rewind. The consumer must abandon what it aggregated.
@@ -91,6 +97,14 @@ private:
 //   can no longer be opened or its header changed (no case is then current and
 //   Next returns false).
 // - Values are valid until the iterator moves, as for every case iterator.
+// A value past the records a stream inferred its types from that is not a
+// number in a column inferred as numeric: the types must be inferred from the
+// whole file (and the aggregation done again). The message names the value.
+class CsvTypeContradicted : public HostError {
+public:
+    using HostError::HostError;
+};
+
 class CsvCaseIterator : public ProcDSIterator {
 public:
     CsvCaseIterator(const std::string& csvPath, const DataDictionary* dictionary, const CsvColumns& needed,
@@ -117,8 +131,8 @@ public:
 
     // The stream's records cut into `parts` streams over consecutive ranges
     // of the file of about equal size (CsvRecordBoundaries), in file order,
-    // each with a parsing thread and a data source of its own, equal to this
-    // one's (the types were settled over the whole file). Reading them all in
+    // each with a parsing thread, sharing this one's data source (the formats
+    // a prefix left open are settled over all of them). Reading them all in
     // turn reads what this stream reads. Throws HostError.
     std::vector<std::unique_ptr<CsvCaseIterator>> Split(int parts) const;
     // The same, cut near the given fractions (ascending, 0 to 1) of the data's bytes.
@@ -145,8 +159,15 @@ private:
     };
     struct Needed {
         int column;
-        int offset;  // in words, within a row
-        int width;   // 0 numeric
+        int offset;    // in words, within a row
+        int width;     // 0 numeric
+        bool settles;  // numeric by a prefix: checked, and its format follows the values
+    };
+    // The number formats of the columns a prefix inferred: the most decimals
+    // and integer digits any stream over the file has read, by column.
+    struct Settling {
+        std::mutex mutex;
+        std::vector<int> decimals, digits;
     };
 
     // A stream over the records in [begin, end) of `whole`'s file.
@@ -157,12 +178,16 @@ private:
     void Start(std::unique_ptr<CsvRecordReader> reader);
     void Stop();
     void Produce(CsvRecordReader& reader);
-    void Convert(const CsvRecordReader& reader, OBS* row) const;
+    void Convert(const CsvRecordReader& reader, OBS* row, std::vector<int>& decimals, std::vector<int>& digits) const;
+    // Folds a stream's decimals and digits into the shared ones and gives
+    // the settling columns their formats.
+    void Settle(const std::vector<int>& decimals, const std::vector<int>& digits) const;
     std::unique_ptr<CsvRecordReader> Reopen() const;
 
     std::string _path;
     CsvOptions _options;
-    std::unique_ptr<VESK_DataSource> _dataSource;
+    std::shared_ptr<VESK_DataSource> _dataSource;
+    std::shared_ptr<Settling> _settling;  // null when the types came from the whole file
     std::vector<std::string> _header;
     std::vector<Needed> _needed;
     std::vector<int> _offsets;              // per variable: word offset in a row, -1 not needed

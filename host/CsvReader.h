@@ -16,6 +16,9 @@ struct CsvOptions {
     // field ("NA" from R, say), compared without the blanks around the field.
     // In a string column they are text like any other.
     std::vector<std::string> na;
+    // Not a request's: how much of the file a stream infers the types of
+    // undescribed columns from (CsvCaseIterator). By default the whole file.
+    std::size_t inferenceBytes = static_cast<std::size_t>(-1);
 
     bool IsNa(std::string_view field) const;
 };

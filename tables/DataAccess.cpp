@@ -47,18 +47,36 @@ void CheckDelimiter(const Request& request, const std::vector<std::string>& head
 
 }  // namespace
 
-DataInput OpenData(const Request& request)
+std::optional<DataDictionary> RequestDictionary(const Request& request)
 {
-    std::optional<DataDictionary> dictionary;
     try {
-        if (!request.dictionaryPath.empty()) dictionary = LoadDictionary(request.dictionaryPath);
+        if (!request.dictionaryPath.empty()) return LoadDictionary(request.dictionaryPath);
     } catch (const HostError& e) {
         throw UserError(e.what());
     }
-    return OpenData(request, std::move(dictionary));
+    return std::nullopt;
 }
 
-DataInput OpenData(const Request& request, std::optional<DataDictionary> dictionary)
+DataInput OpenData(const Request& request) { return OpenData(request, RequestDictionary(request)); }
+
+ResultSet RunOverData(const Request& parsed, const std::optional<DataDictionary>& dictionary, const DataRun& run,
+                      std::size_t inferenceBytes)
+{
+    {
+        Request request = parsed;
+        DataInput data = OpenData(request, dictionary, inferenceBytes);
+        try {
+            return run(request, data, false);
+        } catch (const CsvTypeContradicted&) {
+            // Typed from the whole file, the data hold no such contradiction.
+        }
+    }
+    Request request = parsed;
+    DataInput data = OpenData(request, dictionary);
+    return run(request, data, true);
+}
+
+DataInput OpenData(const Request& request, std::optional<DataDictionary> dictionary, std::size_t inferenceBytes)
 {
     DataInput input;
     input.dictionary = std::move(dictionary);
@@ -75,9 +93,11 @@ DataInput OpenData(const Request& request, std::optional<DataDictionary> diction
             if (it != column.end()) needed.push_back(it->second);
         }
         std::sort(needed.begin(), needed.end());
+        CsvOptions options = request.csv;
+        options.inferenceBytes = inferenceBytes;
         input.cases = std::make_unique<CsvCaseIterator>(request.dataPath,
                                                         input.dictionary ? &*input.dictionary : nullptr,
-                                                        CsvColumns::Indices(needed), request.csv);
+                                                        CsvColumns::Indices(needed), options);
     } catch (const HostError& e) {
         throw UserError(e.what());
     }

@@ -460,6 +460,8 @@ void TableBuilder::FeedPart(ProgressSink* progress, const MemoryLimit& limit)
             if (progress && csv && (n & 0xfff) == 0) progress->Update(static_cast<std::uint64_t>(csv->GetLine()));
             if (heap.Exceeded()) OutOfMemory(limit, n, false);
         }
+    } catch (const CsvTypeContradicted&) {
+        throw;  // for the caller that runs again over the data typed from the whole file
     } catch (const HostError& e) {
         throw UserError(e.what());
     } catch (const std::bad_alloc&) {

@@ -229,12 +229,17 @@ ResultSet Run(const Request& request, VESK_InputCaseIterator& cases, const std::
 py::dict RunCsv(const Request& parsed, const std::optional<std::string>& dictionaryText,
                const std::optional<std::string>& maxMemory)
 {
-    Request request = parsed;
-    kvtables::DataInput data = kvtables::OpenData(request, ReadDictionary(request, dictionaryText));
-    kvtables::ValidateRequest(request, data.cases->GetDataSource(),
-                              [&data](int varIndex) { return data.cases->WhyText(varIndex); });
-    data.cases->SetWeightIndex(request.weightIndex);
-    return Results(Run(request, *data.cases, maxMemory), request);
+    Request validated;
+    ResultSet results = kvtables::RunOverData(
+        parsed, ReadDictionary(parsed, dictionaryText),
+        [&](Request& request, kvtables::DataInput& data, bool) {
+            kvtables::ValidateRequest(request, data.cases->GetDataSource(),
+                                      [&data](int varIndex) { return data.cases->WhyText(varIndex); });
+            data.cases->SetWeightIndex(request.weightIndex);
+            validated = request;
+            return Run(request, *data.cases, maxMemory);
+        });
+    return Results(std::move(results), validated);
 }
 
 py::dict RunFrame(const Request& parsed, size_t rows, const std::vector<std::string>& names, const py::dict& columns,

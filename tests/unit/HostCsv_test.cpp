@@ -400,3 +400,66 @@ TEST(HostCsvStream, RewindFailsWhenTheFileIsGoneOrChanged)
 }
 
 }  // namespace
+
+// Types from a prefix: numbers settle over the whole file, parts included, to the formats and values one
+// inference over the whole file gives; a column that is text in the prefix is inferred from the whole file;
+// text after a prefix of numbers stops the stream at its line with CsvTypeContradicted.
+TEST(HostCsvStream, TypesFromAPrefixSettleOrAreContradicted)
+{
+    // 2,000 records of about 20 bytes; a prefix of 1,000 bytes holds some 50 of them.
+    auto file = [](const std::string& late) {
+        std::string csv = "a,b,s\n";
+        for (int i = 0; i < 2000; ++i)
+            csv += std::to_string(i % 7) + "," + std::to_string(i) + (i == 1500 ? late : "") + ",t" +
+                   std::to_string(i % 3) + "\n";
+        return csv;
+    };
+    struct Case {
+        const char* late;     // appended to b of record 1500
+        std::vector<int> need;
+        bool contradicted;
+    };
+    const std::vector<Case> cases = {{".125", {0, 1}, false}, {"000000", {0, 1}, false},
+                                     {"x", {0, 1}, true},     {"x", {1, 2}, false}, {"", {0, 1}, false}};
+    for (const Case& c : cases) {
+        const std::string path = kvtest::WriteTempFile("prefix.csv", file(c.late));
+        CsvOptions prefix;
+        prefix.inferenceBytes = 1000;
+        CsvCaseIterator whole(path, nullptr, CsvColumns(c.need)), fast(path, nullptr, CsvColumns(c.need), prefix);
+        const std::string what = std::string("late ") + c.late + (c.need[1] == 2 ? " with s" : "");
+        auto read = [](CsvCaseIterator& it) {  // b's first word, a number or text
+            std::vector<std::string> b;
+            while (it.Next()) b.emplace_back(it.GetValue(1)->str, sizeof(OBS));
+            return b;
+        };
+        if (c.contradicted) {
+            try {
+                read(fast);
+                ADD_FAILURE() << what;
+            } catch (const CsvTypeContradicted& e) {
+                EXPECT_EQ(std::string(e.what()),
+                          path + ":1502: field 2 (b): \"1500x\" is not a number, where the beginning of the file "
+                                 "held only numbers");
+            }
+            continue;
+        }
+        const std::vector<std::string> want = read(whole);
+        EXPECT_EQ(read(fast), want) << what;
+        auto parts = CsvCaseIterator(path, nullptr, CsvColumns(c.need), prefix).Split(3);
+        std::vector<std::string> got;
+        for (auto& part : parts) {
+            std::vector<std::string> b = read(*part);
+            got.insert(got.end(), b.begin(), b.end());
+        }
+        EXPECT_EQ(got, want) << what;
+        for (int v : c.need) {
+            const VESK_Variable* w = whole.GetDataSource().GetVariable(v);
+            for (const VESK_DataSource* source : {&fast.GetDataSource(), &parts[0]->GetDataSource()}) {
+                const VESK_Variable* f = source->GetVariable(v);
+                EXPECT_EQ(f->GetType(), w->GetType()) << what << " " << v;
+                EXPECT_EQ(f->GetFormat().width, w->GetFormat().width) << what << " " << v;
+                EXPECT_EQ(f->GetFormat().decimals, w->GetFormat().decimals) << what << " " << v;
+            }
+        }
+    }
+}

@@ -143,19 +143,17 @@ int Run(int argc, char** argv)
     kvtables::MemoryLimit limit;
     try {
         if (!maxMemory.empty()) limit.bytes = kvtables::ParseMemorySize(maxMemory, "--max-memory");
-        kvtables::Request request = kvtables::LoadRequest(requestPath);
-        kvtables::DataInput data = kvtables::OpenData(request);
-        kvtables::ValidateRequest(request, data.cases->GetDataSource(),
-                                  [&data](int varIndex) { return data.cases->WhyText(varIndex); });
-        for (const std::string& warning : request.warnings) std::cerr << "warning: " << warning << "\n";
-        data.cases->SetWeightIndex(request.weightIndex);
-        const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(request.dataPath) : 0;
-        kvtables::Progress progress("reading " + kvtables::Printable(request.data), lines);
-        kvtables::ResultSet results;
-        const int parts = PartsFor(request.dataPath, threads);
-        if (parts == 1) {
-            results = kvtables::RunTables(request, *data.cases, &progress, limit);
-        } else {
+        const kvtables::Request parsed = kvtables::LoadRequest(requestPath);
+        const std::uint64_t lines = isatty(STDERR_FILENO) ? CountLines(parsed.dataPath) : 0;
+        const int parts = PartsFor(parsed.dataPath, threads);
+        auto run = [&](kvtables::Request& request, kvtables::DataInput& data, bool again) {
+            kvtables::ValidateRequest(request, data.cases->GetDataSource(),
+                                      [&data](int varIndex) { return data.cases->WhyText(varIndex); });
+            if (!again)
+                for (const std::string& warning : request.warnings) std::cerr << "warning: " << warning << "\n";
+            data.cases->SetWeightIndex(request.weightIndex);
+            kvtables::Progress progress("reading " + kvtables::Printable(request.data), lines);
+            if (parts == 1) return kvtables::RunTables(request, *data.cases, &progress, limit);
             // One heap for all parts: the C library would give each thread
             // that allocates an arena of its own, reserving 64 MiB of address
             // space apiece, and under an address-space cap (ulimit -v) the
@@ -171,8 +169,9 @@ int Run(int argc, char** argv)
             }
             std::vector<VESK_InputCaseIterator*> cases;
             for (auto& stream : streams) cases.push_back(stream.get());
-            results = kvtables::RunTablesInParts(request, cases, &progress, limit);
-        }
+            return kvtables::RunTablesInParts(request, cases, &progress, limit);
+        };
+        const kvtables::ResultSet results = kvtables::RunOverData(parsed, kvtables::RequestDictionary(parsed), run);
         // Rendered in full before the output file is opened, so that a
         // failure leaves no half-written file behind.
         const std::string text = kvtables::Render(results, format, kvtables::TerminalWidth(STDOUT_FILENO));
