@@ -191,16 +191,21 @@ def _run_dask(parsed, source, frame, dictionary_text, limit):
     used = set(parsed.names_used)
     name = "dictionary"
     if dictionary_text is None and parsed.dictionary_path:
+        # Read here, where the request's paths lead: a worker may not see the file.
         name = parsed.dictionary_path
-        with open(name, "rb") as file:
-            dictionary_text = file.read()
+        try:
+            with open(name, "rb") as file:
+                dictionary_text = file.read()
+        except OSError as e:
+            raise RequestError(f"{name}: cannot open the file: {e.strerror}") from None
     described = set()
     if dictionary_text is not None:
         described = set(_kvaggr.dictionary_names(dictionary_text, name))
     for column in frame.columns:
         # Partitions must code a categorical column alike.
         if str(column) in used and isinstance(frame[column].dtype, pd.CategoricalDtype) and not frame[column].cat.known:
-            frame = frame.assign(**{column: frame[column].cat.as_known()})
+            frame = frame.copy()
+            frame[column] = frame[column].cat.as_known()
     parts = frame.to_delayed()
     inferred = None
     if used - described:
