@@ -10,6 +10,7 @@
 
 #include "AggregationStatistic.h"
 #include "Golden.h"
+#include "ResultsJson.h"
 #include "Renderers.h"
 #include "TableEncryptionCodes.h"
 
@@ -18,82 +19,6 @@ using namespace TableEncryptionCodes;
 using Json = nlohmann::json;
 
 namespace {
-
-double ValueOf(const Json& j) { return j.is_null() ? SystemMissing() : j.get<double>(); }
-
-std::vector<ResultAxisVariable> Axis(const Json& variables)
-{
-    std::vector<ResultAxisVariable> axis;
-    for (const Json& v : variables) {
-        ResultAxisVariable var{v["name"], v["label"], {}};
-        for (const Json& c : v["categories"]) {
-            static const std::map<std::string, CategoryKind> kinds = {
-                {"value", CategoryKind::Value}, {"total", CategoryKind::Total}, {"variable", CategoryKind::Variable}};
-            CategoryValue value;
-            if (c[1].is_number()) value = c[1].get<double>();
-            else if (c[1].is_string()) value = c[1].get<std::string>();
-            var.categories.push_back({kinds.at(c[0]), value, c[2], c.size() > 3 ? c[3].get<std::string>() : ""});
-        }
-        axis.push_back(var);
-    }
-    return axis;
-}
-
-// An axis: a list of variables (one nest) or a list of such lists (stacked).
-std::vector<ResultNest> Stack(const Json& table, const char* key)
-{
-    const Json axis = table.value(key, Json::array());
-    if (axis.empty() || !axis[0].is_array()) return {Axis(axis)};
-    std::vector<ResultNest> stack;
-    for (const Json& element : axis) stack.push_back(Axis(element));
-    return stack;
-}
-
-// A cell's place on an axis: its categories, or {"element": e, "categories": [...]}.
-void Place(const Json& j, size_t& element, std::vector<int>& categories)
-{
-    if (j.is_object()) {
-        element = j["element"];
-        j["categories"].get_to(categories);
-    } else {
-        j.get_to(categories);
-    }
-}
-
-ResultSet Results(const Json& j)
-{
-    ResultSet rs;
-    rs.skippedCases = j.value("skippedCases", 0);
-    rs.weight = j.value("weight", "");
-    for (const Json& t : j.value("tables", Json::array())) {
-        ResultTable table{t["title"], Stack(t, "rows"), Stack(t, "columns"), Axis(t.value("layers", Json::array())),
-                          {}, {}, false, {}, {}};
-        for (const Json& s : t["statistics"]) {
-            const Json given = s.is_string() ? Json{{"name", s}} : s;
-            ResultStatistic stat;
-            stat.name = given["name"];
-            stat.code = AggregationStatistic::GetStatisticCode(stat.name);
-            for (auto [key, slot] : {std::pair{"cut", &stat.cut}, {"lower", &stat.lower}, {"upper", &stat.upper}})
-                if (given.contains(key)) *slot = given[key].get<double>();
-            stat.decimals = given.value("decimals", -1);
-            stat.label = given.value("label", "");
-            table.statistics.push_back(stat);
-        }
-        for (const Json& c : t["cells"]) {
-            ResultCell cell;
-            Place(c[0], cell.rowElement, cell.rows);
-            Place(c[1], cell.columnElement, cell.columns);
-            c[2].get_to(cell.layers);
-            cell.statistic = c[3];
-            cell.value = ValueOf(c[4]);
-            if (c.size() > 5) cell.value2 = ValueOf(c[5]);
-            if (c.size() > 6) cell.value3 = ValueOf(c[6]);
-            table.cells.push_back(cell);
-        }
-        rs.tables.push_back(table);
-    }
-    return rs;
-}
 
 std::vector<Json> Cases()
 {
@@ -106,7 +31,7 @@ class Render : public ::testing::TestWithParam<Json> {};
 TEST_P(Render, AsWrittenByHand)
 {
     const Json& c = GetParam();
-    const ResultSet rs = Results(c["results"]);
+    const ResultSet rs = kvtest::ResultsFromJson(c["results"]);
     const std::string format = c["format"];
     const std::string out = format == "text" ? RenderText(rs, TextOptions{c.value("width", 0)})
                             : format == "json" ? RenderJson(rs)
