@@ -161,6 +161,15 @@ inline bool SamePrefix(const AxisCombo& a, const AxisCombo& b, int level)
     return true;
 }
 
+// The lines of an axis from `from` on in one group through `level` (-1: the
+// same element): how far a label spanning them reaches.
+inline size_t RunLength(const std::vector<AxisCombo>& combos, size_t from, int level)
+{
+    size_t n = 1;
+    while (from + n < combos.size() && SamePrefix(combos[from + n], combos[from], level)) ++n;
+    return n;
+}
+
 // A total element: one variable without a name.
 inline bool IsTotalElement(const ResultNest& nest) { return nest.size() == 1 && nest[0].name.empty(); }
 

@@ -41,15 +41,6 @@ const char* kStyle =
     "span.letter{font-weight:normal;color:#555}"
     "span.sig{color:#a00;font-weight:bold;margin-left:0.3em}";
 
-// Number of consecutive lines, from `from`, in the same group through
-// `level` (-1: the same element).
-size_t RunLength(const std::vector<AxisCombo>& combos, size_t from, int level)
-{
-    size_t n = 1;
-    while (from + n < combos.size() && SamePrefix(combos[from + n], combos[from], level)) ++n;
-    return n;
-}
-
 bool StartsGroup(const std::vector<AxisCombo>& combos, size_t at, int level)
 {
     return at == 0 || !SamePrefix(combos[at], combos[at - 1], level);

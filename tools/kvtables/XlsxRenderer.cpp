@@ -170,14 +170,6 @@ public:
     lxw_format* const over = workbook_add_format(_workbook);       // a cell's significance letters
 };
 
-// Lines of a stacked axis from `from` on that agree through `level` (-1: the same element).
-size_t RunLength(const std::vector<AxisCombo>& combos, size_t from, int level)
-{
-    size_t n = 1;
-    while (from + n < combos.size() && SamePrefix(combos[from + n], combos[from], level)) ++n;
-    return n;
-}
-
 // One table on its worksheet: the title and the notes, the column header,
 // then each layer's rows under a line naming the layer. One header serves
 // every layer, so that the frozen panes keep the right labels in view
