@@ -1,5 +1,7 @@
 #include "AggregationTable.h"
 
+#include <algorithm>
+
 #include "AggregationCube.h"
 #include "AggregationMCSet.h"
 #include "AggregationMDSet.h"
@@ -163,6 +165,12 @@ bool AggregationTable::HasEmptyCubes() const
 void AggregationTable::SetCLabelOption(TableEncryptionCodes::CLabelOption option)
 {
     _impl->_metadata->SetClabelOption(option);
+}
+
+bool AggregationTable::CountsOnly() const
+{
+    const std::vector<CubeAggregator*> all = AllAggregators();
+    return std::all_of(all.begin(), all.end(), [](const CubeAggregator* a) { return a->CountsOnly(); });
 }
 
 // ---- partial tables ---------------------------------------------------------------

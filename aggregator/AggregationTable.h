@@ -50,6 +50,11 @@ public:
     bool IsTableEmpty() const;
     bool HasEmptyCubes() const;
     void SetCLabelOption(TableEncryptionCodes::CLabelOption option);
+    // True when every cube counts cases only (weighted, unweighted and
+    // effective counts, responses, valid and total N, percentages): then a
+    // case may stand for several identical ones (CaseMultiplicity), which no
+    // mean, extreme or value map could take.
+    bool CountsOnly() const;
 
     // ---- partial tables: one request, the data cut into parts ----
     // Each part is a table built by the same calls and fed its own cases.

@@ -6,6 +6,8 @@ namespace TEC = TableEncryptionCodes;
 
 namespace {
 
+const CaseMultiplicity kOneCase;
+
 // The accumulator kind of a primary code; 0 for codes without one (unknown
 // codes, holes of the group table).
 int AccumulatorOf(int primary)
@@ -34,6 +36,7 @@ CellStatistics::CellStatistics(const std::vector<AggregationStatistic>& stats)
       _categorical(false),
       _keepUnweighted(false),
       _effectiveBase(false),
+      _multiplicity(&kOneCase),
       _confLevel(95.0)
 {
 }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "AggregationStatistic.h"
+#include "VESK_InputCaseIterator.h"
 
 class CellStatistics {
 public:
@@ -45,6 +46,9 @@ public:
     // Whether the cube keeps an effective base (the weight comes from a
     // variable); set before the layout is planned.
     void SetEffectiveBase(bool effectiveBase) { _effectiveBase = effectiveBase; }
+    // How many cases each case added stands for (the table's); one when unset.
+    void SetMultiplicity(const CaseMultiplicity* multiplicity) { _multiplicity = multiplicity; }
+    const CaseMultiplicity& GetMultiplicity() const { return *_multiplicity; }
     bool IsEffectiveBase() const { return _effectiveBase; }
 
     void SetCategoricalStatistics();
@@ -120,6 +124,7 @@ private:
     bool _categorical;
     bool _keepUnweighted;
     bool _effectiveBase;
+    const CaseMultiplicity* _multiplicity;
 
     // (summary variable, weighted) of each value-frequency map, by map index.
     std::vector<std::pair<int, bool>> _freqTables;

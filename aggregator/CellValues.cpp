@@ -138,26 +138,29 @@ void CellValues::CountFixed(bool valid, bool missingOnly, double weight, double 
 {
     double* v = Values();
     const bool three = _cellStats.GetFixedBlockSize() == 3;
-    const double w2 = _effective ? weight * weight : 0.0;
+    // `weight` is the summed weight of the cases the case stands for.
+    const CaseMultiplicity& m = _cellStats.GetMultiplicity();
+    const double ones = m.cases;
+    const double w2 = _effective ? (m.single ? weight * weight : m.squaredWeights) : 0.0;
     if (missingOnly) {
         const int tp = _cellStats.GetFixedPos(CellStatistics::kFixedTotalN);
         if (tp >= 0) {
             v[tp] += weight;
             if (three) {
-                v[tp + 1] += 1.0;
+                v[tp + 1] += ones;
                 v[tp + 2] += w2;
             }
         }
         return;
     }
     v[kCountPos] += weight;
-    v[kUCountPos] += 1.0;
+    v[kUCountPos] += ones;
     v[kECountPos] += w2;
     const int vp = _cellStats.GetFixedPos(CellStatistics::kFixedValidN);
     if (valid && vp >= 0) {
         v[vp] += weight;
         if (three) {
-            v[vp + 1] += 1.0;
+            v[vp + 1] += ones;
             v[vp + 2] += w2;
         }
     }
@@ -165,7 +168,7 @@ void CellValues::CountFixed(bool valid, bool missingOnly, double weight, double 
     if (responses != 0.0 && rp >= 0) {
         v[rp] += weight * responses;
         if (three) {
-            v[rp + 1] += responses;
+            v[rp + 1] += responses * ones;
             v[rp + 2] += w2 * responses;
         }
     }

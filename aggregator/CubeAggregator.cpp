@@ -84,6 +84,7 @@ void CubeAggregator::SetCategoricalStats(std::vector<AggregationStatistic> const
     if (stats.empty()) return;
     _cellStats = new CellStatistics(stats);
     _cellStats->SetEffectiveBase(_weightedByVariable);
+    _cellStats->SetMultiplicity(_tableMetadata->GetMultiplicity());
     _cellStats->SetCategoricalStatistics();
     if (_statsDimension) {
         _cubeReaders = _statsDimension->GetCaseValues();
@@ -104,6 +105,7 @@ void CubeAggregator::SetTotalStats(std::vector<AggregationStatistic> const& tota
     if (!_statsDimension || totalStats.empty()) return;
     _totalStats = new CellStatistics(totalStats);
     _totalStats->SetEffectiveBase(_weightedByVariable);
+    _totalStats->SetMultiplicity(_tableMetadata->GetMultiplicity());
     _totalStats->SetCategoricalStatistics();
     _totalTotalN = _totalStats->IsTotalNComputed();
 }
@@ -114,6 +116,7 @@ void CubeAggregator::SetScaleStats(std::vector<AggregationStatistic> const& stat
     std::vector<int> positions = _tableMetadata->GetCaseIndex(stats);
     _cellStats = new CellStatistics(stats);
     _cellStats->SetEffectiveBase(_weightedByVariable);
+    _cellStats->SetMultiplicity(_tableMetadata->GetMultiplicity());
     _cellStats->SetScaleStatistics(positions);
     UpdateCubeIndex(positions);
     UpdateCubeCases();
@@ -159,6 +162,7 @@ void CubeAggregator::SetBaseStats()
         if (baseStats.empty()) continue;
         _baseStats[t] = new CellStatistics(baseStats);
         _baseStats[t]->SetEffectiveBase(_weightedByVariable);
+    _baseStats[t]->SetMultiplicity(_tableMetadata->GetMultiplicity());
         if (_statsDimension)
             _baseStats[t]->SetCategoricalStatistics();
         else
@@ -626,6 +630,16 @@ int CubeAggregator::GetMeanVarIndex(int varIndex, bool weighted) const
     if (!_meanVarIndex) return -1;
     auto it = _meanVarIndex->find(varIndex);
     return it == _meanVarIndex->end() ? -1 : it->second;
+}
+
+bool CubeAggregator::CountsOnly() const
+{
+    if (!_statsDimension) return false;
+    std::vector<const CellStatistics*> layouts{_cellStats, _totalStats};
+    layouts.insert(layouts.end(), std::begin(_baseStats), std::end(_baseStats));
+    for (const CellStatistics* layout : layouts)
+        if (layout && (!layout->GetAccumulators().empty() || layout->GetNumFreqTables() > 0)) return false;
+    return true;
 }
 
 // ---- partial tables ---------------------------------------------------------------

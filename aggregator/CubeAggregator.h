@@ -94,6 +94,8 @@ public:
     // Folds in the cells and percentage-base cells of `other`, the same cube
     // of another part's table. Costs the other's cells, not its cases.
     void Merge(const CubeAggregator& other, const CellIndexMaps& maps);
+    // Whether every layout of the cube keeps only the fixed counting blocks.
+    bool CountsOnly() const;
     void WriteCells(StateWriter& out) const;
     // Merges cells that WriteCells wrote; false when the bytes are damaged.
     bool ReadCells(StateReader& in, const CellIndexMaps& maps);

@@ -9,12 +9,17 @@
 #include "TableCVariable.h"
 #include "TableDimension.h"
 
+namespace {
+const CaseMultiplicity kOneCase;
+}  // namespace
+
 TableMetadata::TableMetadata(VESK_InputCaseIterator& iterator, bool listwise, int baseWeightIndex)
     : _iterator(&iterator),
       _procIterator(dynamic_cast<ProcDSIterator*>(&iterator)),
       _listwise(listwise),
       _baseWeightIndex(baseWeightIndex),
       _caseWeight(1.0),
+      _multiplicity(_procIterator ? &_procIterator->Multiplicity() : &kOneCase),
       _cLabelOption(TableEncryptionCodes::kDefault)
 {
 }
@@ -92,7 +97,7 @@ bool TableMetadata::EncodeCase()
         if (reader->GetSysmisOnly()) valid = reader->IsString() || !reader->IsSysmis();
         else valid = !reader->IsMissing();
         reader->SetValid(valid);
-        if (valid) _validCount[i] += 1.0;
+        if (valid) _validCount[i] += _multiplicity->cases;
     }
 
     // Missing, zero or negative weights are the aggregators' to judge.

@@ -52,6 +52,8 @@ public:
     const std::vector<double>& GetValidCount() const { return _validCount; }
     // The cube aggregators keep this pointer and read it at every case.
     const double* GetCaseWeight() const { return &_caseWeight; }
+    // How many cases the current one stands for (the iterator's, or one).
+    const CaseMultiplicity* GetMultiplicity() const { return _multiplicity; }
 
     // One reader position per statistic, in the order given; a variable is
     // read once per case however many statistics and cubes use it.
@@ -96,6 +98,7 @@ private:
     std::vector<double> _validCount;                  // parallel to _caseValues
     std::map<int, int> _readerIndex;                  // variable index to reader position
     double _caseWeight;
+    const CaseMultiplicity* _multiplicity;
     TableEncryptionCodes::CLabelOption _cLabelOption;
     std::vector<CubeAggregator*> _sortAggregators;  // not owned
 };

@@ -28,10 +28,25 @@ public:
 // weight. With no weight variable every case weighs 1.0; otherwise the weight
 // is the variable's current value as it stands (missing, zero or negative
 // weights are the caller's to judge).
+// How many cases the current case stands for: one, or several identical
+// ones summed by the host (their weights add, as Weight gives them; their
+// squared weights add as `squaredWeights`). The reference stays valid, and
+// its contents follow the current case, as long as the iterator lives.
+struct CaseMultiplicity {
+    double cases = 1.0;
+    double squaredWeights = 0.0;  // when not `single`
+    bool single = true;           // one case: its squared weight is Weight() squared
+};
+
 class ProcDSIterator : public VESK_InputCaseIterator {
 public:
     explicit ProcDSIterator(int weightIndex = -1) : _weightIndex(weightIndex) {}
     virtual double Weight() const { return _weightIndex < 0 ? 1.0 : GetValue(_weightIndex)->num; }
+    virtual const CaseMultiplicity& Multiplicity() const
+    {
+        static const CaseMultiplicity one;
+        return one;
+    }
     int GetWeightIndex() const { return _weightIndex; }
     void SetWeightIndex(int weightIndex) { _weightIndex = weightIndex; }
 

@@ -13,6 +13,8 @@
 #include "CsvLoader.h"
 #include "CubeAggregator.h"
 #include "HashtablePair.h"
+#include "CaseCombiner.h"
+#include "DataAccess.h"
 #include "HostError.h"
 #include "KvAssert.h"
 #include "ResultSet.h"
@@ -99,7 +101,19 @@ TableBuilder::TableBuilder(const Request& request, VESK_InputCaseIterator& cases
             for (const StackElement& e : *axis) totals = totals || e.total;
     }
     if (totals) _withTotal = std::make_unique<TotalVariableCases>(_cases);
-    VESK_InputCaseIterator& fed = _withTotal ? static_cast<VESK_InputCaseIterator&>(*_withTotal) : _cases;
+    VESK_InputCaseIterator& data = _withTotal ? static_cast<VESK_InputCaseIterator&>(*_withTotal) : _cases;
+    // Tables of counts only can take identical cases summed; a summary
+    // variable's means and medians cannot.
+    const bool counts = std::none_of(_request.tables.begin(), _request.tables.end(),
+                                     [](const TableRequest& t) { return t.summaryIndex >= 0; });
+    if (counts) {
+        std::vector<int> used;
+        for (const std::string& name : NamesUsed(_request))
+            if (int v = _source.FindVariable(name); v >= 0) used.push_back(v);
+        if (_withTotal) used.push_back(_withTotal->TotalIndex());
+        _combiner = std::make_unique<CaseCombiner>(data, used, _request.weightIndex);
+    }
+    VESK_InputCaseIterator& fed = _combiner ? static_cast<VESK_InputCaseIterator&>(*_combiner) : data;
     _table = std::make_unique<AggregationTable>(fed, _request.weightIndex >= 0,
                                                 _request.missing != MissingMode::Listwise, _request.weightIndex);
     _table->SetCLabelOption(_request.labelOption);
@@ -122,9 +136,15 @@ TableBuilder::TableBuilder(const Request& request, VESK_InputCaseIterator& cases
     }
     KV_ASSERT(_builds.size() == subTables);
     for (TableBuild& b : _builds) SetSorting(b);
+    if (_combiner && !_table->CountsOnly()) _combiner->PassThrough();
 }
 
 TableBuilder::~TableBuilder() = default;
+
+void TableBuilder::PassCasesThrough()
+{
+    if (_combiner) _combiner->PassThrough();
+}
 
 // A total element's one category: the value every case holds.
 static const CategoryOptions& TotalOptions()
@@ -447,19 +467,24 @@ void TableBuilder::FeedPart(ProgressSink* progress, const MemoryLimit& limit)
     unsigned long long n = 0;
     HeapWatch heap(limit);
     try {
+        auto replay = [this] { _combiner->Replay([this] { _table->AddNewCase(); }); };
         while (_cases.Next()) {
+            double caseWeight = 1.0;
             if (weight) {
                 const OBS* v = _cases.GetValue(w);
                 if (v->num == -DBL_MAX || weight->IsMissing(v) || !(v->num > 0.0)) {
                     ++skipped;
                     continue;
                 }
+                caseWeight = v->num;
             }
-            _table->AddNewCase();
+            if (!_combiner || _combiner->IsPassingThrough()) _table->AddNewCase();
+            else if (!_combiner->Add(caseWeight)) replay();
             ++n;
             if (progress && csv && (n & 0xfff) == 0) progress->Update(static_cast<std::uint64_t>(csv->GetLine()));
             if (heap.Exceeded()) OutOfMemory(limit, n, false);
         }
+        if (_combiner && !_combiner->IsPassingThrough()) replay();
     } catch (const CsvTypeContradicted&) {
         throw;  // for the caller that runs again over the data typed from the whole file
     } catch (const HostError& e) {

@@ -26,6 +26,7 @@
 namespace kvtables {
 
 class TotalVariableCases;
+class CaseCombiner;
 
 // What one sub-table (a row element by a column element) of a table request
 // became in the engine: a cube of its own.
@@ -62,6 +63,10 @@ public:
     // the data turn out to be malformed while they are read.
     // Stops with a UserError once the heap passes `limit`.
     long long Feed(ProgressSink* progress, const MemoryLimit& limit);
+
+    // Feeds the engine every case on its own, also where identical cases
+    // could go summed (CaseCombiner.h): the reference for the combined run.
+    void PassCasesThrough();
 
     // ---- the data in parts: one builder per part, merged in data order ----
     // Feed without completing: the tables of one part.
@@ -100,6 +105,7 @@ private:
     const Request& _request;
     VESK_InputCaseIterator& _cases;
     std::unique_ptr<TotalVariableCases> _withTotal;  // when a table stacks a total element
+    std::unique_ptr<CaseCombiner> _combiner;         // when the tables count cases only
     VESK_DataSource& _source;
     std::unique_ptr<AggregationTable> _table;
     std::vector<std::unique_ptr<ParsedCategory>> _parsed;     // alive as long as the table

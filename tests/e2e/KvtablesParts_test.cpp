@@ -107,6 +107,20 @@ TEST_P(PartsCase, MergedPartsGiveTheTablesOfOnePass)
     }
 }
 
+// Identical cases summed before the engine (tables of counts) against every case on its own.
+TEST_P(PartsCase, CombinedCasesGiveTheTablesOfOneCaseAtATime)
+{
+    json tables[2];
+    for (int combined = 0; combined < 2; ++combined) {
+        auto o = Open(GetParam());
+        TableBuilder builder(o->request, *o->data.cases);
+        if (!combined) builder.PassCasesThrough();
+        builder.Feed(nullptr, MemoryLimit());
+        tables[combined] = AsJson(ReadResults(builder, MemoryLimit()));
+    }
+    ExpectSame(tables[1], tables[0], Open(GetParam())->request.weightIndex >= 0, "combined");
+}
+
 INSTANTIATE_TEST_SUITE_P(Kvtables, PartsCase, testing::ValuesIn(Requests()),
                          [](const testing::TestParamInfo<fs::path>& info) {
                              const std::string name = info.param.filename().string();
