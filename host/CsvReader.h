@@ -106,6 +106,7 @@ private:
     enum class Parse { kRecord, kBlank, kNeedMore };
     Parse ParseRecord();
     [[gnu::noinline]] void GrowFields();
+    bool ParsePlainRecord(const char* base, const char* p, const char* e);
     bool Fill();
     [[noreturn]] void Fail(long long line, const std::string& what) const;
     // Throws when the mapped file shrank under the reader (CsvReader.cpp);
