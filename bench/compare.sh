@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Side-by-side benchmark of kvtables against pandas, data.table and DuckDB.
+# Side-by-side benchmark of kvtables against pandas, data.table, DuckDB and Polars.
 #
 #   bench/compare.sh N [--write-results] [--reps R] [--threads T] [--timeout S]
-#                      [--tools kvtables,pandas,data.table,duckdb] [--workloads w0,w1,w2,w3,w4]
+#                      [--tools kvtables,pandas,data.table,duckdb,polars] [--workloads w0,w1,w2,w3,w4]
 #   bench/compare.sh --self-check      (N = 2000 plus a small data set with known percentiles:
 #                                       the tools must agree on the check cells; no timing)
 #
 # Generates the data (cached in bench/data/nN), installs the peers when missing (Debian packages
-# python3-pandas and r-cran-data.table; @duckdb/node-api from npm into bench/.peers/duckdb),
+# python3-pandas and r-cran-data.table; @duckdb/node-api and nodejs-polars from npm into bench/.peers),
 # builds kvtables when its sources are present (or uses $KVTABLES), then runs bench/peers/harness.py.
 # Environment: KVTABLES=/path/to/kvtables to use a given binary; KVTABLES_BUILD_DIR (default build).
 set -euo pipefail
@@ -16,6 +16,8 @@ BENCH="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)"
 ROOT="$(dirname "$BENCH")"
 PY=/usr/bin/python3
 DUCKDB_NODE_API_VERSION="${DUCKDB_NODE_API_VERSION:-1.5.6-r.1}"
+# Under Node 20 npm does not fetch the native binary by itself: it is named with the package.
+POLARS_VERSION="${POLARS_VERSION:-0.26.1}"
 
 usage() { sed -n '2,14p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//'; exit 2; }
 
@@ -57,6 +59,15 @@ if [ ! -f "$DUCK/node_modules/@duckdb/node-api/package.json" ]; then
   [ -f "$DUCK/package.json" ] || echo '{"name": "kvtables-bench-peers", "private": true}' > "$DUCK/package.json"
   (cd "$DUCK" && timeout 600 npm install --no-audit --no-fund --loglevel=error \
       "@duckdb/node-api@$DUCKDB_NODE_API_VERSION" >&2)
+fi
+
+POLARS="$BENCH/.peers/polars"
+if [ ! -f "$POLARS/node_modules/nodejs-polars-linux-x64-gnu/package.json" ]; then
+  say "installing nodejs-polars@$POLARS_VERSION into bench/.peers/polars"
+  mkdir -p "$POLARS"
+  [ -f "$POLARS/package.json" ] || echo '{"name": "kvtables-bench-peers", "private": true}' > "$POLARS/package.json"
+  (cd "$POLARS" && timeout 600 npm install --no-audit --no-fund --loglevel=error \
+      "nodejs-polars@$POLARS_VERSION" "nodejs-polars-linux-x64-gnu@$POLARS_VERSION" >&2)
 fi
 
 # ---- data --------------------------------------------------------------------------------------

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Runs kvtables and its peers (pandas, data.table, DuckDB) on the benchmark workloads,
+"""Runs kvtables and its peers (pandas, data.table, DuckDB, Polars) on the benchmark workloads,
 alternating tools, and reports median timings, peak memory and the check cells.
 Normally started by bench/compare.sh, which first generates the data, installs the peers
 and builds kvtables.
@@ -29,7 +29,7 @@ WORKLOAD_TEXT = {
     "w3": "W3: income by region x gender with totals: weighted mean, standard deviation, median, 25th and 75th percentile",
     "w4": "W4: brand set (b1..b3) by gender with totals: cases mentioning each brand, responses, column percentages",
 }
-PEER_TOOLS = ["pandas", "data.table", "duckdb"]
+PEER_TOOLS = ["pandas", "data.table", "duckdb", "polars"]
 
 # Check cells: key -> (table title prefix, rows, columns, layers, statistic). A dimension item is
 # (variable, value) or (variable, "T") for its total.
@@ -98,6 +98,8 @@ def tool_command(tool, workload, data_dir, threads, kvtables):
         return ["Rscript", os.path.join(PEERS, "datatable_peer.R"), csv, workload, str(threads)], None
     if tool == "duckdb":
         return ["node", os.path.join(PEERS, "duckdb_peer.mjs"), csv, workload, str(threads)], None
+    if tool == "polars":
+        return ["node", os.path.join(PEERS, "polars_peer.mjs"), csv, workload, str(threads)], None
     if tool == "kvtables":
         req = os.path.join(data_dir, "%s.json" % workload)
         out = os.path.join(data_dir, "kvtables-%s.out.json" % workload)
@@ -246,6 +248,12 @@ def versions(kvtables):
     except (OSError, ValueError):
         api = "?"
     v["duckdb"] = "@duckdb/node-api %s on Node.js %s" % (api, sh("node --version"))
+    pkg = os.path.join(BENCH, ".peers", "polars", "node_modules", "nodejs-polars", "package.json")
+    try:
+        with open(pkg) as f:
+            v["polars"] = "nodejs-polars %s on Node.js %s" % (json.load(f)["version"], sh("node --version"))
+    except (OSError, ValueError):
+        v["polars"] = "nodejs-polars ?"
     if kvtables:
         root = os.path.dirname(BENCH)
         build = sh("grep -m1 '^CMAKE_BUILD_TYPE' '%s' | cut -d= -f2" %
@@ -318,7 +326,7 @@ NOTES = """Notes:
 - Every tool may use the number of threads given (default 2, the machine's cores). kvtables always uses
   two: one parses the CSV (only the columns the request names), the other runs the engine, which has no
   threads of its own. pandas is single-threaded anyway, data.table gets setDTthreads(), DuckDB its
-  `threads` setting.
+  `threads` setting, Polars POLARS_MAX_THREADS.
 - Peers read only the columns a workload needs (a favour to them); kvtables is given the whole file.
 - W0 for the peers is one process that loads the union of the columns once and then runs W1 to W4, which
   costs less than the sum of four separate runs.
@@ -328,8 +336,8 @@ NOTES = """Notes:
   peer script carries a hand-written weighted percentile (sort, sum the weights per distinct value, running
   sum, first value whose running sum exceeds p % of the total weight, the midpoint with the next value when
   it meets p % exactly): a numpy function applied per group in pandas, an R function inside data.table's
-  cube(), and window functions over GROUPING SETS in DuckDB SQL. DuckDB's standard deviation comes from
-  weighted sums of x and x^2.
+  cube(), window functions over GROUPING SETS in DuckDB SQL, and cumulative sums over each cell in Polars.
+  DuckDB's and Polars' standard deviations come from weighted sums of x and x^2.
 - Brands: a case counts once per brand it mentions ("cases"); responses count mentions. The column
   percentage base is the weighted count of the set's valid cases in the column: a case that names no
   brand at all counts towards total N only, not in the set's total.
